@@ -1,0 +1,21 @@
+# Install rules: the library, its headers, a CMake package and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS zvsupport EXPORT zvsupportTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zvsupport)
+install(EXPORT zvsupportTargets
+    NAMESPACE zvsupport::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zvsupport)
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/zvsupportConfig.cmake.in
+    ${CMAKE_CURRENT_BINARY_DIR}/zvsupportConfig.cmake
+    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zvsupport)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/zvsupportConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zvsupportConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/zvsupportConfigVersion.cmake
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zvsupport)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/zvsupport.pc.in
+    ${CMAKE_CURRENT_BINARY_DIR}/zvsupport.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zvsupport.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

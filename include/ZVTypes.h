@@ -1,0 +1,106 @@
+/*
+ * ZVTypes.h - records shared by the zvsupport interfaces, and the export macro.
+ *
+ * The 32-bit x86 build is the reference layout. Records that are also file or buffer bytes use
+ * fixed-width fields, so they keep their size on 64-bit builds too.
+ */
+#ifndef ZVTYPES_H
+#define ZVTYPES_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <sys/stat.h>
+
+/* Marks the names a host program may link against; everything else stays hidden. */
+#define ZV_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+#define ZV_BEGIN_C extern "C" {
+#define ZV_END_C }
+#define ZV_STATIC_ASSERT(cond, msg) static_assert(cond, msg)
+#else
+#define ZV_BEGIN_C
+#define ZV_END_C
+#define ZV_STATIC_ASSERT(cond, msg) _Static_assert(cond, msg)
+#endif
+
+#if defined(__i386__)
+#define ZV_DEVICE_ABI 1 /* the reference ABI: `long` and pointers are 32 bits */
+#endif
+
+/*
+ * Broken-down calendar time: eight unsigned 16-bit fields, 16 bytes.
+ * wDayOfWeek is 0 (Sunday) to 6; wYear has four digits.
+ */
+typedef struct _SYSTEMTIME {
+    uint16_t wYear;
+    uint16_t wMonth; /* 1-12 */
+    uint16_t wDayOfWeek;
+    uint16_t wDay; /* 1-31 */
+    uint16_t wHour;
+    uint16_t wMinute;
+    uint16_t wSecond;
+    uint16_t wMilliseconds;
+} _SYSTEMTIME;
+
+ZV_STATIC_ASSERT(sizeof(_SYSTEMTIME) == 16, "_SYSTEMTIME is 16 bytes");
+
+/*
+ * What TarnGetFileInfoA/W fill: the file's stat() record, then its size, the 16-bit XOR checksum
+ * of its contents, its extension (".TXT", at most 5 characters and a NUL, empty when none) and
+ * its three times as seconds since 1970-01-01 UTC. Naturally aligned.
+ */
+typedef struct FILEINFO_tag {
+    struct stat status;
+    uint32_t dwSize;
+    uint16_t wCheckSum;
+    char szExtension[6];
+    long tmCreation;   /* st_ctime */
+    long tmLastAccess; /* st_atime */
+    long tmLastWrite;  /* st_mtime */
+} FILEINFO_tag;
+
+ZV_STATIC_ASSERT(sizeof(struct stat) % 4 == 0, "struct stat keeps the fields behind it aligned");
+ZV_STATIC_ASSERT(offsetof(FILEINFO_tag, dwSize) == sizeof(struct stat), "size follows status");
+ZV_STATIC_ASSERT(offsetof(FILEINFO_tag, wCheckSum) == sizeof(struct stat) + 4, "then checksum");
+ZV_STATIC_ASSERT(offsetof(FILEINFO_tag, szExtension) == sizeof(struct stat) + 6, "then extension");
+#if defined(ZV_DEVICE_ABI)
+ZV_STATIC_ASSERT(offsetof(FILEINFO_tag, tmCreation) == sizeof(struct stat) + 12, "then times");
+ZV_STATIC_ASSERT(sizeof(struct stat) == 88, "the device's struct stat is 88 bytes");
+ZV_STATIC_ASSERT(sizeof(FILEINFO_tag) == 112, "FILEINFO_tag is 112 bytes on the device");
+#endif
+
+#pragma pack(push, 1)
+/*
+ * A parsed common file header. Packed: 38 bytes on every build. Absent fields hold "NONE",
+ * 0xFFFF (versions), 0 (time, size), -1 (checksum), zero MAC bytes and an empty extra text.
+ */
+typedef struct ZV_COMMON_FILE_HEADER_tag {
+    char szFileType[4];    /* not terminated */
+    uint16_t wMajorVer;    /* 0-99, 0xFFFF when absent */
+    uint16_t wMinorVer;    /* 0-99, 0xFFFF when absent */
+    int32_t lLastModified; /* seconds since 1970-01-01 UTC, 0 when absent */
+    uint32_t dwDataSize;   /* whole file in bytes, header included; 0 when absent */
+    int32_t lCheckSum;     /* 16-bit XOR of the body, -1 when absent */
+    uint8_t byMacAddr[6];  /* first octet first; all zero when absent */
+    char szExtraInfo[12];  /* 11 printable characters and a NUL */
+} ZV_COMMON_FILE_HEADER_tag;
+#pragma pack(pop)
+
+ZV_STATIC_ASSERT(sizeof(ZV_COMMON_FILE_HEADER_tag) == 38, "the header record is 38 bytes");
+ZV_STATIC_ASSERT(offsetof(ZV_COMMON_FILE_HEADER_tag, wMajorVer) == 4, "major version at 4");
+ZV_STATIC_ASSERT(offsetof(ZV_COMMON_FILE_HEADER_tag, wMinorVer) == 6, "minor version at 6");
+ZV_STATIC_ASSERT(offsetof(ZV_COMMON_FILE_HEADER_tag, lLastModified) == 8, "time at 8");
+ZV_STATIC_ASSERT(offsetof(ZV_COMMON_FILE_HEADER_tag, dwDataSize) == 12, "data size at 12");
+ZV_STATIC_ASSERT(offsetof(ZV_COMMON_FILE_HEADER_tag, lCheckSum) == 16, "checksum at 16");
+ZV_STATIC_ASSERT(offsetof(ZV_COMMON_FILE_HEADER_tag, byMacAddr) == 20, "MAC address at 20");
+ZV_STATIC_ASSERT(offsetof(ZV_COMMON_FILE_HEADER_tag, szExtraInfo) == 26, "extra text at 26");
+
+/* Identifier of one writing of one file on one machine: three words compared as 12 bytes. */
+typedef struct WUID {
+    uint32_t dwWord[3];
+} WUID;
+
+ZV_STATIC_ASSERT(sizeof(WUID) == 12, "a WUID is 12 bytes");
+
+#endif /* ZVTYPES_H */

@@ -1,0 +1,138 @@
+#include "TestSupport.h"
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <sstream>
+
+#include <ftw.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "TarnError.h"
+
+namespace zvtest {
+
+namespace {
+
+int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
+    return remove(path);
+}
+
+}  // namespace
+
+TempDir::TempDir() {
+    const char* base = getenv("TMPDIR");
+    std::string pattern = std::string(base && *base ? base : "/tmp") + "/zvtest.XXXXXX";
+    char* made = mkdtemp(&pattern[0]);
+    if (made == nullptr) {
+        ADD_FAILURE() << "mkdtemp failed for " << pattern;
+    }
+    m_path = pattern;
+    // Open to every user, so that checks run unprivileged (RunUnprivileged) can reach the files.
+    chmod(m_path.c_str(), 0755);
+}
+
+TempDir::~TempDir() {
+    if (!m_path.empty()) {
+        // Make everything writable again first: permission tests leave read-only entries.
+        chmod(m_path.c_str(), 0700);
+        nftw(m_path.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
+    }
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    ASSERT_TRUE(out.good()) << "cannot create " << path;
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    ASSERT_TRUE(out.good()) << "cannot write " << path;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in.good()) {
+        ADD_FAILURE() << "cannot read " << path;
+        return std::string();
+    }
+    std::ostringstream all;
+    all << in.rdbuf();
+    return all.str();
+}
+
+long long FileSize(const std::string& path) {
+    struct stat st;
+    if (stat(path.c_str(), &st) != 0) {
+        return -1;
+    }
+    return static_cast<long long>(st.st_size);
+}
+
+void UseZone(const char* tz) {
+    setenv("TZ", tz, 1);
+    tzset();
+}
+
+LocaleGuard::LocaleGuard(const char* name) : m_ok(setlocale(LC_ALL, name) != nullptr) {}
+
+LocaleGuard::~LocaleGuard() {
+    setlocale(LC_ALL, "C");
+}
+
+ChildResult RunUnprivileged(const std::function<int()>& check) {
+    ChildResult result;
+    int fds[2];
+    if (pipe(fds) != 0) {
+        result.reason = "pipe failed";
+        return result;
+    }
+    pid_t pid = fork();
+    if (pid < 0) {
+        close(fds[0]);
+        close(fds[1]);
+        result.reason = "fork failed";
+        return result;
+    }
+    if (pid == 0) {
+        close(fds[0]);
+        int report[3] = {0, 0, 0};  // ran, value, last error
+        bool dropped = geteuid() != 0 || (setgid(65534) == 0 && setuid(65534) == 0);
+        if (dropped) {
+            report[0] = 1;
+            report[1] = check();
+            report[2] = static_cast<int>(TarnGetLastError());
+        }
+        ssize_t written = write(fds[1], report, sizeof report);
+        _exit(written == static_cast<ssize_t>(sizeof report) ? 0 : 1);
+    }
+    close(fds[1]);
+    int report[3] = {0, 0, 0};
+    ssize_t got = read(fds[0], report, sizeof report);
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (got != static_cast<ssize_t>(sizeof report)) {
+        result.reason = "the child reported nothing";
+    } else if (report[0] == 0) {
+        result.reason = "cannot drop privileges to uid 65534";
+    } else {
+        result.ran = true;
+        result.value = report[1];
+        result.lastError = static_cast<unsigned int>(report[2]);
+    }
+    return result;
+}
+
+std::wstring Wide(const std::string& ascii) {
+    std::wstring out;
+    for (char c : ascii) {
+        out.push_back(static_cast<wchar_t>(static_cast<unsigned char>(c)));
+    }
+    return out;
+}
+
+}  // namespace zvtest
