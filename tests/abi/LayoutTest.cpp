@@ -1,1 +1,100 @@
-// (being written)
+// Record sizes, class layouts and virtual slot orders that host programs built for the device
+// depend on.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include "zvsupport.h"
+
+namespace {
+
+// Index of a virtual function in its class's table. Under the Itanium C++ ABI a pointer to a
+// virtual member function holds 1 + the byte offset of its slot.
+template <typename Method>
+std::ptrdiff_t SlotOf(Method method) {
+    static_assert(sizeof(Method) == 2 * sizeof(std::ptrdiff_t), "Itanium member pointer");
+    std::ptrdiff_t raw = 0;
+    std::memcpy(&raw, &method, sizeof raw);
+    EXPECT_EQ(1, raw % static_cast<std::ptrdiff_t>(sizeof(void*))) << "not a virtual function";
+    return (raw - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+TEST(LayoutTest, RecordSizesOnEveryBuild) {
+    EXPECT_EQ(16u, sizeof(_SYSTEMTIME));
+    EXPECT_EQ(38u, sizeof(ZV_COMMON_FILE_HEADER_tag));
+    EXPECT_EQ(12u, sizeof(WUID));
+    EXPECT_EQ(84u, sizeof(ZV_SHARED_DATA_HEADER_tag));
+}
+
+TEST(LayoutTest, SystemTimeFieldOrder) {
+    _SYSTEMTIME st;
+    std::memset(&st, 0, sizeof st);
+    st.wYear = 1;
+    st.wMonth = 2;
+    st.wDayOfWeek = 3;
+    st.wDay = 4;
+    st.wHour = 5;
+    st.wMinute = 6;
+    st.wSecond = 7;
+    st.wMilliseconds = 8;
+    uint16_t words[8];
+    std::memcpy(words, &st, sizeof words);
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(i + 1, words[i]) << "field " << i;
+    }
+}
+
+#if defined(__i386__)
+// The device's ABI: `long` and pointers are 32 bits and the classes have these sizes.
+TEST(LayoutTest, DeviceSizes) {
+    EXPECT_EQ(4u, sizeof(long));
+    EXPECT_EQ(4u, sizeof(void*));
+    EXPECT_EQ(112u, sizeof(FILEINFO_tag));
+    EXPECT_EQ(68u, sizeof(CZVMapFile));
+    EXPECT_EQ(216u, sizeof(CZVSharedData));
+    EXPECT_EQ(8u, sizeof(CCsLock));
+}
+#endif
+
+TEST(LayoutTest, MapFileSlotOrder) {
+    // Slots 0 and 1 are the complete and deleting destructors.
+    EXPECT_EQ(2, SlotOf(&CZVMapFile::CopyAndPerge));
+    EXPECT_EQ(3, SlotOf(&CZVMapFile::OpenA));
+    EXPECT_EQ(4, SlotOf(&CZVMapFile::OpenW));
+    EXPECT_EQ(5, SlotOf(&CZVMapFile::OpenT));
+    EXPECT_EQ(6, SlotOf(&CZVMapFile::Close));
+    EXPECT_EQ(7, SlotOf(&CZVMapFile::Resize));
+    EXPECT_EQ(8, SlotOf(&CZVMapFile::IsOpened));
+    EXPECT_EQ(9, SlotOf(&CZVMapFile::GetFileTime));
+    EXPECT_EQ(10, SlotOf(&CZVMapFile::IsFirst));
+    EXPECT_EQ(11, SlotOf(&CZVMapFile::Flush));
+    EXPECT_EQ(12, SlotOf(&CZVMapFile::CreateMutexA));
+    EXPECT_EQ(13, SlotOf(&CZVMapFile::CreateMutexW));
+    EXPECT_EQ(14, SlotOf(&CZVMapFile::CreateMutexT));
+    EXPECT_EQ(15, SlotOf(&CZVMapFile::CloseMutex));
+    EXPECT_EQ(16, SlotOf(&CZVMapFile::Lock));
+    EXPECT_EQ(17, SlotOf(&CZVMapFile::IsLocked));
+}
+
+TEST(LayoutTest, SharedDataSlotOrder) {
+    EXPECT_EQ(2, SlotOf(&CZVSharedData::Open));
+    EXPECT_EQ(3, SlotOf(&CZVSharedData::Close));
+    EXPECT_EQ(4, SlotOf(&CZVSharedData::Lock));
+    EXPECT_EQ(5, SlotOf(&CZVSharedData::GetData));
+    EXPECT_EQ(6, SlotOf(&CZVSharedData::GetSize));
+    EXPECT_EQ(7, SlotOf(&CZVSharedData::SetSize));
+    EXPECT_EQ(8, SlotOf(&CZVSharedData::GetUserData));
+}
+
+TEST(LayoutTest, CsLockHoldsItsCriticalSectionBehindTheTable) {
+    pthread_mutex_t cs;
+    std::memset(&cs, 0, sizeof cs);
+    CCsLock lock(&cs);
+    void* stored = nullptr;
+    std::memcpy(&stored, reinterpret_cast<const char*>(&lock) + sizeof(void*), sizeof stored);
+    EXPECT_EQ(static_cast<void*>(&cs), stored);
+}
+
+}  // namespace

@@ -1,1 +1,112 @@
-int main(void) { return 0; }
+/*
+ * A host program as the device's applications are written: it includes none of the library's
+ * headers and declares what it calls itself, with the plain C types of the interface, then
+ * checks the documented results. Prints one line per check and "N passed, N failed".
+ */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <wchar.h>
+
+typedef struct {
+    unsigned short wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
+} HostSystemTime;
+
+extern void TarnSetLastError(unsigned int code);
+extern unsigned int TarnGetLastError(void);
+extern const char* TarnGetErrorMsg(unsigned int code);
+extern unsigned int TarnGetStringBufferSizeW(unsigned int count);
+extern int TarnGetStringSizeW(const wchar_t* str, int withTerminator);
+extern char* TarnDupStringA(const char* src);
+extern int TarnFreeBuffer(void* ptr);
+extern int TarnCopyStringA(const char* src, char* dst, unsigned int size, int failOnTruncate);
+extern char* TarnFormatStringA(const char* format, ...);
+extern wchar_t* TarnAnsiToWideString(const char* src);
+extern int TarnIsLeapYear(unsigned short year);
+extern int TarnValidateTime(HostSystemTime* st);
+extern int TarnGetTime(const HostSystemTime* st, long* value, int utc);
+extern int TarnGetSystemTime(const long* value, HostSystemTime* st, int utc);
+extern int TarnDiffTime(const long* earlier, const long* later, int unit);
+extern int _wtoi(const wchar_t* str);
+extern int FileExists(const char* path);
+extern unsigned int GetFileSize(const char* path);
+extern unsigned int OS_GetFullPathName(const char* path, unsigned int length, char* buffer,
+                                       char** filePart);
+
+static int passed;
+static int failed;
+
+static void check(int ok, const char* what) {
+    printf("%s: %s\n", ok ? "ok" : "FAIL", what);
+    if (ok) {
+        ++passed;
+    } else {
+        ++failed;
+    }
+}
+
+static void errors(void) {
+    TarnSetLastError(16);
+    check(TarnGetLastError() == 16, "last error reads back");
+    check(strcmp(TarnGetErrorMsg(16), "Null pointer assigned.") == 0, "message of 16");
+    check(strcmp(TarnGetErrorMsg(34), "Invalid mac address formaT.") == 0, "message of 34");
+    check(strcmp(TarnGetErrorMsg(0), "") == 0, "message of 0");
+    check(strcmp(TarnGetErrorMsg(74), "Unknown error.") == 0, "message of 74");
+}
+
+static void strings(void) {
+    char small[3];
+    char* dup = TarnDupStringA("abc");
+    check(dup != NULL && strcmp(dup, "abc") == 0, "duplicate");
+    check(TarnFreeBuffer(dup) == 1, "free");
+    TarnSetLastError(0);
+    check(TarnFreeBuffer(NULL) == 0 && TarnGetLastError() == 16, "free of null: 0, code 16");
+    check(TarnCopyStringA("abc", small, 3, 1) == -1 && strcmp(small, "ab") == 0,
+          "cut copy reports -1");
+    check(TarnCopyStringA("abc", small, 3, 0) == 2, "cut copy counts 2");
+    check(TarnGetStringSizeW(L"ab", 1) == 12, "wide size with terminator");
+    check(TarnGetStringBufferSizeW(3) == 12, "wide buffer size");
+    char* text = TarnFormatStringA("%s-%d", "n", 42);
+    check(text != NULL && strcmp(text, "n-42") == 0, "format");
+    TarnFreeBuffer(text);
+    wchar_t* wide = TarnAnsiToWideString("xy");
+    check(wide != NULL && wcscmp(wide, L"xy") == 0, "narrow to wide");
+    TarnFreeBuffer(wide);
+}
+
+static void times(void) {
+    HostSystemTime st = {2009, 3, 0, 7, 14, 5, 9, 0};
+    HostSystemTime back;
+    HostSystemTime feb = {2008, 2, 0, 30, 24, 0, 0, 1000};
+    long value = 0;
+    check(TarnIsLeapYear(2000) == 1 && TarnIsLeapYear(1900) == 0, "leap years");
+    check(TarnGetTime(&st, &value, 1) == 1 && value == 1236434709L, "record to time value");
+    memset(&back, 0, sizeof back);
+    check(TarnGetSystemTime(&value, &back, 1) == 1 && back.wYear == 2009 && back.wMonth == 3 &&
+              back.wDay == 7 && back.wDayOfWeek == 6 && back.wSecond == 9,
+          "time value to record");
+    TarnSetLastError(0);
+    check(TarnGetTime(&st, &value, 0) == 0 && TarnGetLastError() == 29, "local time: code 29");
+    check(
+        TarnValidateTime(&feb) == 1 && feb.wDay == 29 && feb.wHour == 23 && feb.wMilliseconds == 59,
+        "clamping");
+    check(TarnDiffTime(NULL, NULL, 0) == 0, "time difference stub");
+}
+
+static void shims(void) {
+    char buffer[4096];
+    char* part = NULL;
+    unsigned int n = OS_GetFullPathName("/tmp/zv-no-such-file", sizeof buffer, buffer, &part);
+    check(n > 0 && n < sizeof buffer && strcmp(part, "zv-no-such-file") == 0, "full path name");
+    check(_wtoi(L" -42x") == -42, "wide decimal");
+    check(FileExists("/") == 0 && GetFileSize("/") == 0, "a directory is no file");
+}
+
+int main(void) {
+    errors();
+    strings();
+    times();
+    shims();
+    printf("%d passed, %d failed\n", passed, failed);
+    return failed == 0 ? 0 : 1;
+}
