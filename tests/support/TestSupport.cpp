@@ -1,5 +1,7 @@
 #include "TestSupport.h"
 
+#include <sys/time.h>
+
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -133,6 +135,12 @@ std::wstring Wide(const std::string& ascii) {
         out.push_back(static_cast<wchar_t>(static_cast<unsigned char>(c)));
     }
     return out;
+}
+
+long long NowSeconds() {
+    struct timeval tv;
+    gettimeofday(&tv, nullptr);
+    return static_cast<long long>(tv.tv_sec);
 }
 
 }  // namespace zvtest

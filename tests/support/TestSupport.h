@@ -67,6 +67,11 @@ ChildResult RunUnprivileged(const std::function<int()>& check);
 // The wide form of an ASCII text.
 std::wstring Wide(const std::string& ascii);
 
+// The wall clock in whole seconds as gettimeofday() gives it, the clock the library reads.
+// time() may lag it by a tick (it reads a coarser clock), so bounds around a library call that
+// reads the time come from here.
+long long NowSeconds();
+
 }  // namespace zvtest
 
 #endif  // ZV_TEST_SUPPORT_H
