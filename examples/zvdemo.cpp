@@ -47,6 +47,16 @@ void ShowStrings() {
     std::printf("Copied into 8 bytes: \"%s\" (%d characters)\n", small, copied);
 }
 
+// "passed", or the last-error code with its message (codes 73 and 74 have no message of their
+// own and read "Unknown error.").
+void ShowOutcome(int ok, unsigned int code) {
+    if (ok) {
+        std::printf("passed\n");
+    } else {
+        std::printf("failed, code %u (%s)\n", code, TarnGetErrorMsg(code));
+    }
+}
+
 void ShowFile(const char* path) {
     std::printf("\n%s\n", path);
     ZV_COMMON_FILE_HEADER_tag header;
@@ -63,9 +73,10 @@ void ShowFile(const char* path) {
     unsigned int validCode = valid ? 0 : TarnGetLastError();
     int absValid = ZVCFIsFileAbsValidA(path);
     unsigned int absCode = absValid ? 0 : TarnGetLastError();
-    std::printf("  lenient check %s, strict check %s\n",
-                valid ? "passed" : TarnGetErrorMsg(validCode),
-                absValid ? "passed" : TarnGetErrorMsg(absCode));
+    std::printf("  lenient check: ");
+    ShowOutcome(valid, validCode);
+    std::printf("  strict check:  ");
+    ShowOutcome(absValid, absCode);
     WUID wuid;
     if (ZVCFGetWUIDFromFileA(path, &wuid)) {
         std::printf("  WUID    %08X %08X %08X\n", wuid.dwWord[0], wuid.dwWord[1], wuid.dwWord[2]);
