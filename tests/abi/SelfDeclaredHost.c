@@ -32,6 +32,34 @@ extern int FileExists(const char* path);
 extern unsigned int GetFileSize(const char* path);
 extern unsigned int OS_GetFullPathName(const char* path, unsigned int length, char* buffer,
                                        char** filePart);
+extern const char* TarnGetDateTimeStrA(const long* value, int format, char* buffer,
+                                       unsigned int size, int utc);
+extern const char* TarnParseDateTimeStrA(const char* text, int format, long* value, int utc);
+extern int TarnIsFileCorruptedA(const char* path);
+extern int ZVEVIsFileExistA(const char* path);
+
+#pragma pack(push, 1)
+typedef struct {
+    char type[4];
+    unsigned short major, minor;
+    int lastModified;
+    unsigned int dataSize;
+    int checkSum;
+    unsigned char mac[6];
+    char extra[12];
+} HostFileHeader;
+#pragma pack(pop)
+
+typedef struct {
+    unsigned int word[3];
+} HostWuid;
+
+extern int ZVCFCreateCommonFileHeader(const HostFileHeader* header, char* buffer,
+                                      unsigned int size);
+extern int ZVCFParseCommonFileHeader(HostFileHeader* header, const char* data, unsigned int size);
+extern int ZVCFGetWUID(const HostFileHeader* header, HostWuid* wuid);
+extern int ZVCFIsFileValidA(const char* path);
+extern int ZVCFIsFileAbsValidA(const char* path);
 
 static int passed;
 static int failed;
@@ -102,11 +130,57 @@ static void shims(void) {
     check(FileExists("/") == 0 && GetFileSize("/") == 0, "a directory is no file");
 }
 
+static void dateTimeText(void) {
+    long value = 1236434709L;
+    char text[32];
+    const char* written = TarnGetDateTimeStrA(&value, 0, text, sizeof text, 1);
+    check(written == text && strcmp(text, "2009/03/07 14:05:09:000") == 0, "date-time text");
+    value = 0;
+    check(TarnParseDateTimeStrA("2010/12/31 23:59:58:000", 0, &value, 1) != NULL &&
+              value == 1293839998L,
+          "date-time reading");
+}
+
+static void files(void) {
+    check(ZVEVIsFileExistA("/") == 0 && ZVEVIsFileExistA(NULL) == 0, "a directory does not exist");
+    check(TarnIsFileCorruptedA("/zv-no-such-file") == 0, "a missing file is not corrupted");
+}
+
+static void fileHeader(void) {
+    static const char expected[] =
+        "ENVT0102,LM:2009/03/07 14:05:09:000,DS:0000000010,CS:00513,MA:00-1A-2B-3C-4D-5E,"
+        "EI:host       \r\n";
+    HostFileHeader header;
+    HostFileHeader parsed;
+    HostWuid wuid;
+    char line[96];
+    check(sizeof(HostFileHeader) == 38, "header record is 38 bytes");
+    memset(&header, 0, sizeof header);
+    memcpy(header.type, "ENVT", 4);
+    header.major = 1;
+    header.minor = 2;
+    header.lastModified = 1236434709;
+    header.dataSize = 10;
+    header.checkSum = 513;
+    memcpy(header.mac, "\x00\x1A\x2B\x3C\x4D\x5E", 6);
+    memcpy(header.extra, "host", 5);
+    check(ZVCFCreateCommonFileHeader(&header, line, sizeof line) == 96 &&
+              memcmp(line, expected, 96) == 0,
+          "header line");
+    check(ZVCFParseCommonFileHeader(&parsed, line, sizeof line) == 96 &&
+              memcmp(&parsed, &header, sizeof header) == 0,
+          "header line reads back");
+    check(ZVCFGetWUID(&header, &wuid) == 1 && wuid.word[2] == 0x2B3C4D5Eu, "WUID");
+}
+
 int main(void) {
     errors();
     strings();
     times();
     shims();
+    dateTimeText();
+    files();
+    fileHeader();
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;
 }
