@@ -205,11 +205,9 @@ int OS_GetFileTime(const char* path, _SYSTEMTIME* st) {
         return -1;
     }
     /* Milliseconds are not written: the record keeps what the caller had there. */
-    uint16_t milliseconds = st->wMilliseconds;
     if (!StoreUtcBreakdown(TimeFromValue(static_cast<long>(info.st_mtime)), st)) {
         return -1;
     }
-    st->wMilliseconds = milliseconds;
     return 0;
 }
 

@@ -180,6 +180,28 @@ TEST_F(OSUtilsTest, GetSystemTimeGivesCurrentUtcAndKeepsDayOfWeek) {
     EXPECT_LE(got, static_cast<long long>(after));
 }
 
+// The wall clock in milliseconds as gettimeofday() gives it.
+long long NowMilliseconds() {
+    struct timeval tv;
+    gettimeofday(&tv, nullptr);
+    return static_cast<long long>(tv.tv_sec) * 1000 + tv.tv_usec / 1000;
+}
+
+TEST_F(OSUtilsTest, GetSystemTimeMillisecondsAreTheTruncatedMicroseconds) {
+    for (int i = 0; i < 20; ++i) {
+        _SYSTEMTIME st = Pattern();
+        long long before = NowMilliseconds();
+        OS_GetSystemTime(&st);
+        long long after = NowMilliseconds();
+        ASSERT_LT(st.wMilliseconds, 1000);
+        long long got = Utc(st.wYear, st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond) * 1000 +
+                        st.wMilliseconds;
+        EXPECT_GE(got, before);
+        EXPECT_LE(got, after);
+        usleep(7000);
+    }
+}
+
 TEST_F(OSUtilsTest, GetSystemTimeIsUtcInAnotherZone) {
     zvtest::UseZone("JST-9");
     _SYSTEMTIME st = Pattern();
@@ -312,6 +334,7 @@ TEST_F(OSUtilsTest, SystemTimeToFileTimeKnownValue) {
     long ft = 12345;
     TarnSetLastError(kSentinelError);
     EXPECT_EQ(1, OS_SystemTimeToFileTime(&st, &ft));
+    EXPECT_EQ(kSentinelError, TarnGetLastError());
     EXPECT_EQ(1236434709L, ft);
     EXPECT_EQ(Utc(2009, 3, 7, 14, 5, 9), static_cast<long long>(ft));
 }
@@ -474,6 +497,19 @@ TEST_F(OSUtilsTest, ConversionsAreAsymmetricOutsideUtc) {
     ExpectRecord(out, 2009, 3, 6, 7, 14, 5, 9, 0);  // still UTC
 }
 
+TEST_F(OSUtilsTest, SystemTimeToFileTimeReadsTheRecordAsStandardTime) {
+    // The record goes to mktime with is-DST 0: in a zone with summer time a July record is read
+    // as standard time (UTC+1 here), one hour later than the summer-time reading (UTC+2).
+    zvtest::UseZone("CET-1CEST,M3.5.0,M10.5.0/3");
+    _SYSTEMTIME summer = Record(2009, 7, 1, 12, 0, 0, 0, 3);
+    long ft = 77;
+    EXPECT_EQ(1, OS_SystemTimeToFileTime(&summer, &ft));
+    EXPECT_EQ(Utc(2009, 7, 1, 11, 0, 0), static_cast<long long>(ft));
+    _SYSTEMTIME winter = Record(2009, 1, 15, 12, 0, 0, 0, 4);
+    EXPECT_EQ(1, OS_SystemTimeToFileTime(&winter, &ft));
+    EXPECT_EQ(Utc(2009, 1, 15, 11, 0, 0), static_cast<long long>(ft));
+}
+
 TEST_F(OSUtilsTest, LocalFileTimeConversionsDoNothingAndFail) {
     long in = 1236434709L;
     long out = 77;
@@ -532,7 +568,20 @@ TEST_F(OSUtilsTest, GetFileTimeWorksOnADirectory) {
 TEST_F(OSUtilsTest, GetFileTimeOnAMissingFileFailsAndWritesNothing) {
     zvtest::TempDir dir;
     _SYSTEMTIME st = Pattern();
+    TarnSetLastError(kSentinelError);
     EXPECT_EQ(-1, OS_GetFileTime(dir.File("missing").c_str(), &st));
+    // The last error is what stat() left (ENOENT = 2); the call sets no code of its own.
+    EXPECT_EQ(static_cast<unsigned int>(ENOENT), TarnGetLastError());
+    EXPECT_TRUE(SameRecord(Pattern(), st));
+}
+
+TEST_F(OSUtilsTest, GetFileTimeThroughAFileFailsAndWritesNothing) {
+    zvtest::TempDir dir;
+    zvtest::WriteFile(dir.File("file"), "x");
+    _SYSTEMTIME st = Pattern();
+    TarnSetLastError(kSentinelError);
+    EXPECT_EQ(-1, OS_GetFileTime(dir.File("file/below").c_str(), &st));
+    EXPECT_EQ(static_cast<unsigned int>(ENOTDIR), TarnGetLastError());
     EXPECT_TRUE(SameRecord(Pattern(), st));
 }
 
@@ -680,8 +729,35 @@ TEST_F(OSUtilsTest, GetFileSizeOfADirectoryIsZero) {
 
 TEST_F(OSUtilsTest, GetFileSizeOfMissingOrNullIsZero) {
     zvtest::TempDir dir;
+    TarnSetLastError(kSentinelError);
     EXPECT_EQ(0u, GetFileSize(dir.File("missing").c_str()));
+    EXPECT_EQ(static_cast<unsigned int>(ENOENT), TarnGetLastError());
     EXPECT_EQ(0u, GetFileSize(nullptr));
+}
+
+TEST_F(OSUtilsTest, FileExistsOnAMissingFileLeavesWhatStatSet) {
+    zvtest::TempDir dir;
+    TarnSetLastError(kSentinelError);
+    EXPECT_EQ(0, FileExists(dir.File("missing").c_str()));
+    EXPECT_EQ(static_cast<unsigned int>(ENOENT), TarnGetLastError());
+}
+
+TEST_F(OSUtilsTest, GetFileSizeOfAFileAboveFourGigabytesIsCut) {
+    // The size is returned as an unsigned int. A 64-bit build cuts it to the low 32 bits; the
+    // device build's stat() cannot describe such a file at all, so the size is 0 there.
+    zvtest::TempDir dir;
+    std::string file = dir.File("sparse");
+    zvtest::WriteFile(file, "");
+    if (truncate64(file.c_str(), static_cast<off64_t>(0x100000005LL)) != 0) {
+        GTEST_SKIP() << "no large sparse files here";
+    }
+#if LONG_MAX > INT32_MAX
+    EXPECT_EQ(5u, GetFileSize(file.c_str()));
+    EXPECT_EQ(1, FileExists(file.c_str()));
+#else
+    EXPECT_EQ(0u, GetFileSize(file.c_str()));
+    EXPECT_EQ(0, FileExists(file.c_str()));
+#endif
 }
 
 TEST_F(OSUtilsTest, FileExistsOnFilesAndDirectories) {
@@ -990,6 +1066,37 @@ TEST_F(FullPathTest, UnreadableDirectoryFails) {
     ASSERT_TRUE(child.ran) << child.reason;
     EXPECT_EQ(0, child.value);
     EXPECT_EQ(static_cast<unsigned int>(EACCES), child.lastError);
+}
+
+TEST_F(FullPathTest, MissingLastComponentWithAShortBufferGivesTheNeededSize) {
+    std::string input = m_dir.File("missing.txt");
+    std::string expected = m_real + "/missing.txt";
+    unsigned int n = static_cast<unsigned int>(expected.size());
+    std::string buffer = Filled(n + 2);
+    char* filePart = nullptr;
+    EXPECT_EQ(n + 1, OS_GetFullPathName(input.c_str(), n - 1, &buffer[0], &filePart));
+    EXPECT_EQ(expected.substr(0, n - 1) + "ZZZ", buffer);
+    EXPECT_EQ(input.c_str() + input.size() - strlen("missing.txt"), filePart);
+}
+
+TEST_F(FullPathTest, TooLongAComponentFailsAndWritesNothing) {
+    std::string input = m_dir.File(std::string(300, 'n'));
+    char buffer[16];
+    memset(buffer, 'Z', sizeof(buffer));
+    char sentinel = 0;
+    char* filePart = &sentinel;
+    EXPECT_EQ(0u, OS_GetFullPathName(input.c_str(), sizeof(buffer), buffer, &filePart));
+    EXPECT_EQ(ENAMETOOLONG, errno);
+    EXPECT_EQ(std::string(16, 'Z'), std::string(buffer, sizeof(buffer)));
+    EXPECT_EQ(&sentinel, filePart);
+}
+
+TEST_F(FullPathTest, NullFilePartIsNotWritten) {
+    std::string input = m_dir.File("file.txt");
+    std::string expected = m_real + "/file.txt";
+    char buffer[4096];
+    EXPECT_EQ(expected.size(), OS_GetFullPathName(input.c_str(), sizeof(buffer), buffer, nullptr));
+    EXPECT_STREQ(expected.c_str(), buffer);
 }
 
 TEST_F(FullPathTest, EmptyPathResolvesToLengthZero) {

@@ -1,6 +1,7 @@
 // Calendar time values: leap years, clamping, record <-> time value conversions and the stubs.
 #include <gtest/gtest.h>
 
+#include <limits.h>
 #include <stdint.h>
 #include <string.h>
 #include <time.h>
@@ -62,6 +63,7 @@ const long kUntouched = 0x1234567L;
 class TarnTimeTest : public ::testing::Test {
 protected:
     void SetUp() override { zvtest::UseUtc(); }
+    void TearDown() override { zvtest::UseUtc(); }
 };
 
 // ---- TarnIsLeapYear ---------------------------------------------------------------------------
@@ -163,6 +165,9 @@ TEST_F(TarnTimeTest, GetSystemTimeNullRecordSetsCode16) {
     TarnSetLastError(zvtest::kSentinelError);
     EXPECT_EQ(0, TarnGetSystemTime(&v, nullptr, 0));
     EXPECT_EQ(16u, TarnGetLastError());
+    TarnSetLastError(zvtest::kSentinelError);
+    EXPECT_EQ(0, TarnGetSystemTime(nullptr, nullptr, 0));
+    EXPECT_EQ(16u, TarnGetLastError());
     EXPECT_EQ(kSample, v);
 }
 
@@ -204,10 +209,8 @@ TEST_F(TarnTimeTest, GetSystemTimeLimitsOfTheSigned32BitCount) {
     }
 }
 
+#if LONG_MAX > INT32_MAX
 TEST_F(TarnTimeTest, GetSystemTimeTakesTheLow32BitsOfAWideLong) {
-    if (sizeof(long) <= 4) {
-        GTEST_SKIP() << "long is 32 bits here";
-    }
     struct Case {
         int64_t value;
         int year, month, dayOfWeek, day, hour, minute, second;
@@ -220,19 +223,32 @@ TEST_F(TarnTimeTest, GetSystemTimeTakesTheLow32BitsOfAWideLong) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.value);
-        long v = static_cast<long>(c.value);  // only run where long holds it
+        long v = static_cast<long>(c.value);  // only built where long holds it
         _SYSTEMTIME st = Pattern();
         EXPECT_EQ(1, TarnGetSystemTime(&v, &st, 1));
         ExpectRecord(st, c.year, c.month, c.dayOfWeek, c.day, c.hour, c.minute, c.second, 0);
     }
 }
+#endif
+
+TEST_F(TarnTimeTest, GetSystemTimeOfTheLowestCountWritesDecember1901) {
+    // 0x80000000 as a signed 32-bit count: the same record on every build.
+    long v = static_cast<long>(INT32_MIN);
+    _SYSTEMTIME st = Pattern();
+    TarnSetLastError(zvtest::kSentinelError);
+    EXPECT_EQ(1, TarnGetSystemTime(&v, &st, 1));
+    EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
+    ExpectRecord(st, 1901, 12, 5, 13, 20, 45, 52, 0);
+}
 
 TEST_F(TarnTimeTest, GetSystemTimeOfNowWithUtcFlagKeepsDayOfWeek) {
     _SYSTEMTIME st = Pattern();
     st.wDayOfWeek = 0x7777;
+    TarnSetLastError(zvtest::kSentinelError);
     const long before = static_cast<long>(zvtest::NowSeconds());
     EXPECT_EQ(1, TarnGetSystemTime(nullptr, &st, 1));
     const long after = static_cast<long>(zvtest::NowSeconds());
+    EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
     EXPECT_EQ(0x7777, st.wDayOfWeek);
     EXPECT_LT(st.wMilliseconds, 1000);
     const long got = Utc(st.wYear, st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond);
@@ -405,7 +421,7 @@ TEST_F(TarnTimeTest, GetTimeOutsideTheSigned32BitCountGivesMinusOne) {
     const _SYSTEMTIME cases[] = {
         Record(2038, 1, 19, 3, 14, 8, 0),     Record(1901, 12, 13, 20, 45, 51, 0),
         Record(9, 3, 7, 0, 0, 0, 0),          Record(0, 1, 1, 0, 0, 0, 0),
-        Record(65535, 12, 31, 23, 59, 59, 0),
+        Record(65535, 12, 31, 23, 59, 59, 0), Record(2040, 1, 1, 0, 0, 0, 0),
     };
     for (const _SYSTEMTIME& st : cases) {
         SCOPED_TRACE(st.wYear);
@@ -420,9 +436,11 @@ TEST_F(TarnTimeTest, GetTimeOfNowIgnoresTheLocalFlag) {
     for (int utc = 0; utc <= 1; ++utc) {
         SCOPED_TRACE(utc);
         long v = kUntouched;
+        TarnSetLastError(zvtest::kSentinelError);
         const long before = static_cast<long>(zvtest::NowSeconds());
         EXPECT_EQ(1, TarnGetTime(nullptr, &v, utc));
         const long after = static_cast<long>(zvtest::NowSeconds());
+        EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
         EXPECT_LE(before, v);
         EXPECT_GE(after, v);
     }
@@ -437,6 +455,43 @@ TEST_F(TarnTimeTest, GetTimeOfARecordAsLocalFailsWith29) {
     EXPECT_EQ(29u, TarnGetLastError());
     EXPECT_EQ(kUntouched, v);
     EXPECT_EQ(0, memcmp(&before, &st, sizeof(st)));
+}
+
+TEST_F(TarnTimeTest, RecordsAreReadAsLocalTimeAndValuesWrittenAsUtcInAnotherZone) {
+    // A record becomes a value through mktime (local time), a value becomes a record through
+    // gmtime (UTC): nine hours east of UTC the round trip moves the record nine hours back.
+    zvtest::UseZone("JST-9");
+    const _SYSTEMTIME st = Record(2009, 3, 7, 14, 5, 9, 0);
+    long v = kUntouched;
+    EXPECT_EQ(1, TarnGetTime(&st, &v, 1));
+    EXPECT_EQ(Utc(2009, 3, 7, 14, 5, 9) - 9 * 3600, v);
+    _SYSTEMTIME back = Pattern();
+    EXPECT_EQ(1, TarnGetSystemTime(&v, &back, 1));
+    ExpectRecord(back, 2009, 3, 6, 7, 5, 5, 9, 0);
+    long sample = kSample;
+    EXPECT_EQ(1, TarnGetSystemTime(&sample, &back, 1));
+    ExpectRecord(back, 2009, 3, 6, 7, 14, 5, 9, 0);
+}
+
+TEST_F(TarnTimeTest, NowIsReadBackAsLocalTimeInAnotherZone) {
+    // "Now" is taken as a UTC record and then read as local time like any other record, so
+    // nine hours east of UTC the value is nine hours behind the clock; the record form of now
+    // is UTC.
+    zvtest::UseZone("JST-9");
+    long v = kUntouched;
+    const long before = static_cast<long>(zvtest::NowSeconds());
+    EXPECT_EQ(1, TarnGetTime(nullptr, &v, 1));
+    const long after = static_cast<long>(zvtest::NowSeconds());
+    EXPECT_LE(before - 9 * 3600, v);
+    EXPECT_GE(after - 9 * 3600, v);
+
+    _SYSTEMTIME st = Pattern();
+    const long before2 = static_cast<long>(zvtest::NowSeconds());
+    EXPECT_EQ(1, TarnGetSystemTime(nullptr, &st, 1));
+    const long after2 = static_cast<long>(zvtest::NowSeconds());
+    const long got = Utc(st.wYear, st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond);
+    EXPECT_LE(before2, got);
+    EXPECT_GE(after2, got);
 }
 
 TEST_F(TarnTimeTest, RecordAndValueRoundTripInUtc) {
