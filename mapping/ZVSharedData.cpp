@@ -223,11 +223,6 @@ int CZVSharedData::Open(const char* name, unsigned int userSize) {
         return 0;
     }
     ReplaceBackslashes(m_szName);
-    // A user size whose control size does not fit 32 bits would give a mapping smaller than the
-    // header; such a block cannot exist.
-    if (userSize > UINT32_MAX - kCtrlOverhead) {
-        return 0;
-    }
 
     char label[kLabelSize];
     FormatLabel(label, "MTX", m_szName);
@@ -242,8 +237,12 @@ int CZVSharedData::Open(const char* name, unsigned int userSize) {
         m_dwPageSize = static_cast<unsigned int>(getpagesize());
     }
 
+    // The control size is 32-bit arithmetic. A user size that wraps it would ask for a mapping
+    // too small to hold the header and the user area, so it fails here like a mapping that
+    // cannot be made (a wrap to 0 is refused by the mapping itself).
+    uint32_t ctrlSize = userSize + kCtrlOverhead;
     FormatLabel(label, "IDX", m_szName);
-    if (OpenAnonymous(m_CtrlMap, userSize + kCtrlOverhead, label) == 0) {
+    if (ctrlSize < kCtrlOverhead || OpenAnonymous(m_CtrlMap, ctrlSize, label) == 0) {
         ReleaseLock(m_CtrlMap);
         return 0;
     }

@@ -140,8 +140,12 @@ TEST_F(ZVSharedDataTest, NameOf48CharactersIsRefused) {
 
 TEST_F(ZVSharedDataTest, NullNameIsRefused) {
     CZVSharedData block;
+    // The name is measured and copied with the string functions, which report the null name.
     EXPECT_EQ(0, block.Open(nullptr, 0));
+    EXPECT_EQ(static_cast<unsigned int>(TARN_ERR_NULL_POINTER), TarnGetLastError());
+    TarnSetLastError(zvtest::kSentinelError);
     EXPECT_EQ(0, block.Open(nullptr, 16));
+    EXPECT_EQ(static_cast<unsigned int>(TARN_ERR_NULL_POINTER), TarnGetLastError());
     EXPECT_STREQ("DUMMY_SHARED", block.m_szName);
     EXPECT_EQ(0, block.m_CtrlMap.IsOpened(nullptr));
     EXPECT_EQ(0, block.m_CtrlMap.m_bMutexCreated);
@@ -271,13 +275,78 @@ TEST_F(ZVSharedDataTest, SecondOpenFailsWhileUnlockedToo) {
     EXPECT_EQ(0, block.m_CtrlMap.IsLocked());
 }
 
+// The control size is user size + 88 in 32 bits. A user size that wraps it fails where the
+// control mapping is made: the lock taken before is released and its mutex closed again.
 TEST_F(ZVSharedDataTest, UserSizeWhoseControlSizeWouldWrapIsRefused) {
+    const uint32_t wrapping[] = {0xFFFFFFFFu, 0xFFFFFFFFu - 87u + 1u, 0xFFFFFFFFu - 87u};
+    for (uint32_t userSize : wrapping) {
+        CZVSharedData block;
+        TarnSetLastError(zvtest::kSentinelError);
+        EXPECT_EQ(0, block.Open("Wrap", userSize)) << userSize;
+        EXPECT_EQ(0, block.m_CtrlMap.IsOpened(nullptr));
+        EXPECT_EQ(0, block.m_DataMap.IsOpened(nullptr));
+        EXPECT_EQ(0, block.m_CtrlMap.m_bMutexCreated);
+        EXPECT_EQ(0, block.m_CtrlMap.IsLocked());
+        EXPECT_EQ(nullptr, block.m_pHeader);
+        EXPECT_EQ(nullptr, block.m_pPrivateHeader);
+        // The failure comes after the name and the page size were taken.
+        EXPECT_STREQ("Wrap", block.m_szName);
+        EXPECT_EQ(PageSize(), block.m_dwPageSize);
+        EXPECT_EQ(nullptr, block.GetData());
+        // The object stays usable.
+        EXPECT_EQ(1, block.Open("Wrap", 0));
+        EXPECT_EQ(88u, block.m_CtrlMap.m_dwLength);
+    }
+}
+
+TEST_F(ZVSharedDataTest, LargeUserAreaIsMappedAtUserSizePlus88) {
     CZVSharedData block;
-    EXPECT_EQ(0, block.Open("Wrap", 0xFFFFFFFFu));
-    EXPECT_EQ(0, block.Open("Wrap", 0xFFFFFFFFu - 87u));
+    ASSERT_EQ(1, block.Open("Fits", 4096));
+    EXPECT_EQ(4096u + 88u, block.m_CtrlMap.m_dwLength);
+    EXPECT_EQ(4096u + 88u, Header(block)->dwCtrlSize);
+    EXPECT_EQ(4096u, Header(block)->dwUserSize);
+}
+
+// CreateMutexT refuses a mutex that already exists: Open fails before it takes anything.
+TEST_F(ZVSharedDataTest, OpenFailsWhenTheLockCannotBeCreated) {
+    CZVSharedData block;
+    ASSERT_EQ(1, block.m_CtrlMap.CreateMutexA("Taken"));
+    TarnSetLastError(zvtest::kSentinelError);
+    EXPECT_EQ(0, block.Open("NoMutex", 16));
+    EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
+    EXPECT_STREQ("NoMutex", block.m_szName);
+    EXPECT_EQ(0u, block.m_dwPageSize);
     EXPECT_EQ(0, block.m_CtrlMap.IsOpened(nullptr));
-    EXPECT_EQ(0, block.m_CtrlMap.m_bMutexCreated);
     EXPECT_EQ(0, block.m_CtrlMap.IsLocked());
+    EXPECT_EQ(1, block.m_CtrlMap.m_bMutexCreated);
+    EXPECT_EQ(nullptr, block.m_pHeader);
+    EXPECT_EQ(nullptr, block.m_pPrivateHeader);
+    // Once the mutex is gone the block opens.
+    ASSERT_EQ(1, block.m_CtrlMap.CloseMutex());
+    EXPECT_EQ(1, block.Open("NoMutex", 16));
+}
+
+// A data map that cannot be opened (here: one that is open already) fails Open, which then
+// closes what it opened, releases the lock and closes the mutex.
+TEST_F(ZVSharedDataTest, OpenFailsWhenTheDataMappingCannotBeOpened) {
+    CZVSharedData block;
+    ASSERT_EQ(1, block.m_DataMap.OpenT(nullptr, 16, nullptr, 0));
+    TarnSetLastError(zvtest::kSentinelError);
+    EXPECT_EQ(0, block.Open("NoData", 16));
+    EXPECT_EQ(0, block.m_CtrlMap.IsOpened(nullptr));
+    EXPECT_EQ(0, block.m_DataMap.IsOpened(nullptr));
+    EXPECT_EQ(0, block.m_CtrlMap.IsLocked());
+    EXPECT_EQ(0, block.m_CtrlMap.m_bMutexCreated);
+    EXPECT_EQ(nullptr, block.m_pHeader);
+    EXPECT_EQ(nullptr, block.m_pPrivateHeader);
+    EXPECT_EQ(PageSize(), block.m_dwPageSize);
+    EXPECT_EQ(nullptr, block.GetData());
+    EXPECT_EQ(0u, block.GetSize());
+    EXPECT_EQ(0, block.Lock(1));
+    // The object stays usable.
+    ASSERT_EQ(1, block.Open("NoData", 16));
+    EXPECT_STREQ("DATNoData00000001", Header(block)->szDataName);
+    EXPECT_EQ(PageSize(), block.m_DataMap.m_dwLength);
 }
 
 // The last error is errno; an EAGAIN (11) left behind by the host program must not make a fresh
@@ -286,6 +355,8 @@ TEST_F(ZVSharedDataTest, OpenSucceedsWithLastError11SetBeforehand) {
     CZVSharedData block;
     TarnSetLastError(11);
     ASSERT_EQ(1, block.Open("Eagain", 16));
+    // Cleared before each anonymous open, and nothing after it failed.
+    EXPECT_EQ(0u, TarnGetLastError());
     const ZV_SHARED_DATA_HEADER_tag* header = Header(block);
     EXPECT_EQ(104u, header->dwCtrlSize);
     EXPECT_EQ(1u, header->dwSerial);
@@ -318,7 +389,9 @@ TEST_F(ZVSharedDataTest, SetSizeWithinCapacityKeepsTheMapping) {
     CZVSharedData block;
     ASSERT_EQ(1, block.Open("Small", 0));
     void* data = block.GetData();
+    TarnSetLastError(zvtest::kSentinelError);
     EXPECT_EQ(1, block.SetSize(1));
+    EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
     EXPECT_EQ(data, block.GetData());
     EXPECT_EQ(1u, block.GetSize());
     EXPECT_EQ(1u, Header(block)->dwUsedSize);
@@ -456,6 +529,9 @@ TEST_F(ZVSharedDataTest, GrowingSetSizeSucceedsWithLastError11SetBeforehand) {
     FillPattern(block.GetData(), page);
     TarnSetLastError(11);
     ASSERT_EQ(1, block.SetSize(page + 1));
+    EXPECT_EQ(0u, TarnGetLastError());
+    EXPECT_EQ(1, block.m_DataMap.IsFirst());
+    EXPECT_EQ(2 * page, block.m_DataMap.m_dwLength);
     EXPECT_EQ(2u, Header(block)->dwSerial);
     EXPECT_EQ(2 * page, Header(block)->dwCapacity);
     EXPECT_STREQ("DATEagain00000002", Header(block)->szDataName);
@@ -622,6 +698,105 @@ TEST_F(ZVSharedDataTest, SetSizeAfterReattachUsesTheNextSerial) {
     EXPECT_EQ(2 * page, block.m_DataMap.m_dwLength);
 }
 
+// The serial is written as eight upper-case hex digits, zero-padded.
+TEST_F(ZVSharedDataTest, SerialIsWrittenAsEightUpperCaseHexDigits) {
+    const uint32_t page = PageSize();
+    CZVSharedData block;
+    ASSERT_EQ(1, block.Open("Hex", 0));
+    ASSERT_EQ(1, block.Lock(0));
+    block.m_pHeader->dwSerial = 0x00ABCDEEu;
+    ASSERT_EQ(1, block.Lock(1));
+    ASSERT_EQ(1, block.SetSize(page + 1));
+    EXPECT_EQ(0x00ABCDEFu, Header(block)->dwSerial);
+    EXPECT_STREQ("DATHex00ABCDEF", Header(block)->szDataName);
+    EXPECT_STREQ("DATHex00ABCDEF", block.m_DataMap.m_pszMutexName);
+    ASSERT_EQ(1, block.SetSize(2 * page + 1));
+    EXPECT_STREQ("DATHex00ABCDF0", Header(block)->szDataName);
+    ASSERT_EQ(1, block.Lock(0));
+    block.m_pHeader->dwSerial = 0xFFFFFFFEu;
+    ASSERT_EQ(1, block.Lock(1));
+    ASSERT_EQ(1, block.SetSize(4 * page));
+    EXPECT_STREQ("DATHexFFFFFFFF", Header(block)->szDataName);
+    // The 47-character name and the widest serial fill 58 of the 64 bytes.
+    const std::string name(47, 'x');
+    CZVSharedData wide;
+    ASSERT_EQ(1, wide.Open(name.c_str(), 0));
+    ASSERT_EQ(1, wide.Lock(0));
+    wide.m_pHeader->dwSerial = 0xFFFFFFFEu;
+    ASSERT_EQ(1, wide.Lock(1));
+    ASSERT_EQ(1, wide.SetSize(page + 1));
+    EXPECT_EQ(DataName(name, 0xFFFFFFFFu), std::string(Header(wide)->szDataName));
+}
+
+// A block whose data mapping is gone still grows: there is nothing to copy, and the new mapping
+// starts zeroed.
+TEST_F(ZVSharedDataTest, GrowthWithoutADataMappingStartsZeroed) {
+    const uint32_t page = PageSize();
+    CZVSharedData block;
+    ASSERT_EQ(1, block.Open("Gone", 0));
+    ASSERT_EQ(1, block.SetSize(page));
+    FillPattern(block.GetData(), page);
+    ASSERT_EQ(1, block.m_DataMap.Close());
+    EXPECT_EQ(nullptr, block.GetData());
+    ASSERT_EQ(1, block.SetSize(page + 1));
+    EXPECT_EQ(2u, Header(block)->dwSerial);
+    EXPECT_EQ(page + 1, block.GetSize());
+    ASSERT_NE(nullptr, block.GetData());
+    EXPECT_EQ(2 * page, block.m_DataMap.m_dwLength);
+    EXPECT_EQ(0u, NonZeroBytes(block.GetData(), 2 * page));
+}
+
+// Lock, the getters and Close in the order a store uses them.
+TEST_F(ZVSharedDataTest, LockGetterAndCloseSequence) {
+    const uint32_t page = PageSize();
+    CZVSharedData block;
+    ASSERT_EQ(1, block.Open("Sequence", 8));
+    void* user = block.GetUserData();
+    ASSERT_NE(nullptr, user);
+    memcpy(user, "USERDATA", 8);
+    ASSERT_EQ(1, block.SetSize(3));
+    memcpy(block.GetData(), "abc", 3);
+    TarnSetLastError(zvtest::kSentinelError);
+    ASSERT_EQ(1, block.Lock(0));
+    EXPECT_EQ(nullptr, block.GetData());
+    EXPECT_EQ(nullptr, block.GetUserData());
+    EXPECT_EQ(0u, block.GetSize());
+    EXPECT_EQ(0, block.SetSize(4));
+    EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
+
+    ASSERT_EQ(1, block.Lock(1));
+    EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
+    EXPECT_EQ(3u, block.GetSize());
+    EXPECT_EQ(user, block.GetUserData());
+    EXPECT_EQ(0, memcmp(block.GetUserData(), "USERDATA", 8));
+    EXPECT_EQ(0, memcmp(block.GetData(), "abc", 3));
+
+    ASSERT_EQ(1, block.SetSize(page + 3));
+    memcpy(static_cast<char*>(block.GetData()) + page, "xyz", 3);
+    ASSERT_EQ(1, block.Lock(0));
+    EXPECT_EQ(2u, block.m_pPrivateHeader->dwSerial);
+    EXPECT_EQ(page + 3, block.m_pPrivateHeader->dwUsedSize);
+    ASSERT_EQ(1, block.Lock(1));
+    EXPECT_EQ(page + 3, block.GetSize());
+    EXPECT_EQ(0, memcmp(block.GetData(), "abc", 3));
+    EXPECT_EQ(0, memcmp(static_cast<char*>(block.GetData()) + page, "xyz", 3));
+    EXPECT_EQ(0, memcmp(block.GetUserData(), "USERDATA", 8));
+
+    ASSERT_EQ(1, block.Close());
+    EXPECT_EQ(nullptr, block.GetData());
+    EXPECT_EQ(nullptr, block.GetUserData());
+    EXPECT_EQ(0u, block.GetSize());
+    EXPECT_EQ(0, block.Lock(1));
+    EXPECT_EQ(0, block.Lock(0));
+
+    // Reopened under the same name it is a fresh block.
+    ASSERT_EQ(1, block.Open("Sequence", 8));
+    EXPECT_EQ(0u, block.GetSize());
+    EXPECT_EQ(0u, NonZeroBytes(block.GetUserData(), 8));
+    EXPECT_EQ(0u, NonZeroBytes(block.GetData(), page));
+    EXPECT_STREQ("DATSequence00000001", Header(block)->szDataName);
+}
+
 // ----------------------------------------------------------------------------------------------
 // Close and destruction
 
@@ -691,6 +866,31 @@ TEST(ZVSharedDataLayoutTest, SharedHeaderOffsets) {
     EXPECT_EQ(12u, offsetof(ZV_SHARED_DATA_HEADER_tag, dwUsedSize));
     EXPECT_EQ(16u, offsetof(ZV_SHARED_DATA_HEADER_tag, szDataName));
     EXPECT_EQ(80u, offsetof(ZV_SHARED_DATA_HEADER_tag, dwUserSize));
+}
+
+// Host programs call the operations through the vtable: destructor (two entries), Open, Close,
+// Lock, GetData, GetSize, SetSize, GetUserData.
+template <typename Method>
+size_t SlotOf(Method method) {
+    struct {
+        uintptr_t ptr;
+        ptrdiff_t adj;
+    } rep;
+    static_assert(sizeof(method) == sizeof(rep), "pointer to member is two words");
+    memcpy(&rep, &method, sizeof rep);
+    // A pointer to a virtual member holds 1 + the byte offset of its slot.
+    EXPECT_EQ(1u, rep.ptr % sizeof(void*));
+    return static_cast<size_t>((rep.ptr - 1) / sizeof(void*));
+}
+
+TEST(ZVSharedDataLayoutTest, VirtualSlotOrder) {
+    EXPECT_EQ(2u, SlotOf(&CZVSharedData::Open));
+    EXPECT_EQ(3u, SlotOf(&CZVSharedData::Close));
+    EXPECT_EQ(4u, SlotOf(&CZVSharedData::Lock));
+    EXPECT_EQ(5u, SlotOf(&CZVSharedData::GetData));
+    EXPECT_EQ(6u, SlotOf(&CZVSharedData::GetSize));
+    EXPECT_EQ(7u, SlotOf(&CZVSharedData::SetSize));
+    EXPECT_EQ(8u, SlotOf(&CZVSharedData::GetUserData));
 }
 
 #if defined(__i386__)
