@@ -139,12 +139,12 @@ int ReadHeader(const wchar_t* path, ZV_COMMON_FILE_HEADER_tag* header) {
 
 // Puts the MAC address and the current UTC time into header. 0 when the time cannot be read.
 int StampTimeAndMac(ZV_COMMON_FILE_HEADER_tag* header) {
-    // The address query may write nothing (it does not on this platform), so the bytes are
-    // cleared first and used whatever it returns.
-    unsigned char mac[6];
-    memset(mac, 0, sizeof(mac));
-    TarnGetMacAddress(mac);
-    memcpy(header->byMacAddr, mac, sizeof(mac));
+    // The address query may write nothing (it writes nothing on this platform), so the record's
+    // bytes are cleared first and kept whatever it returns: a stamped header never carries an
+    // old or caller-supplied address. The byte array has no alignment to lose in the packed
+    // record, so it is handed over directly.
+    memset(header->byMacAddr, 0, sizeof(header->byMacAddr));
+    TarnGetMacAddress(header->byMacAddr);
     // The record's field is 32 bits wide; the clock is read into a long.
     long now = 0;
     if (!TarnGetTime(NULL, &now, 1)) {
@@ -187,7 +187,9 @@ int WriteHeader(CZVMapFile* map, ZV_COMMON_FILE_HEADER_tag* header) {
 }
 
 // Releases the converted path of an A form without disturbing the W form's last error, and
-// normalises the W result to 0/1.
+// normalises the W result to 0/1. A path that does not convert (empty, or not valid in the
+// current locale) makes the A form return 0 at once: the W form is not called, so the caller's
+// record is not touched and the code is whatever the conversion left.
 int FinishNarrow(wchar_t* wide, int result) {
     unsigned int code = TarnGetLastError();
     TarnFreeBuffer(wide);

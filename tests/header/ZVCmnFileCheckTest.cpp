@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <stdint.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -83,6 +84,33 @@ void ExpectSameRecord(const ZV_COMMON_FILE_HEADER_tag& expected,
     EXPECT_EQ(0, memcmp(expected.byMacAddr, actual.byMacAddr, 6));
     EXPECT_EQ(0, memcmp(expected.szExtraInfo, actual.szExtraInfo, 12));
     EXPECT_EQ(0, memcmp(&expected, &actual, sizeof(expected)));
+}
+
+// The 96-byte line a stamped record must have, built here from its fields without the library's
+// writer: printable type, two-digit versions ("**" when absent), the UTC time with milliseconds 0,
+// ten-digit size, five-digit checksum, no MAC ("*") and the extra text padded to 11 characters.
+std::string ExpectedStampedLine(const ZV_COMMON_FILE_HEADER_tag& h) {
+    time_t t = static_cast<time_t>(h.lLastModified);
+    struct tm parts;
+    EXPECT_NE(nullptr, gmtime_r(&t, &parts));
+    char major[8] = "**";
+    char minor[8] = "**";
+    if (h.wMajorVer != 0xFFFF) {
+        snprintf(major, sizeof(major), "%02u", h.wMajorVer % 100u);
+    }
+    if (h.wMinorVer != 0xFFFF) {
+        snprintf(minor, sizeof(minor), "%02u", h.wMinorVer % 100u);
+    }
+    char line[128];
+    int n =
+        snprintf(line, sizeof(line),
+                 "%.4s%s%s,LM:%04d/%02d/%02d %02d:%02d:%02d:000,DS:%010u,CS:%05d,"
+                 "MA:*                ,EI:%-11s\r\n",
+                 h.szFileType, major, minor, parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday,
+                 parts.tm_hour, parts.tm_min, parts.tm_sec, static_cast<unsigned int>(h.dwDataSize),
+                 static_cast<int>(h.lCheckSum), h.szExtraInfo);
+    EXPECT_EQ(96, n);
+    return std::string(line, n > 0 ? static_cast<size_t>(n) : 0);
 }
 
 bool MacIsZero(const ZV_COMMON_FILE_HEADER_tag& h) {
@@ -292,10 +320,21 @@ TEST_F(CmnFileCheckTest, EmptyFileIsNotStampedAndStaysEmpty) {
     std::string path = Path("empty");
     WriteFile(path, "");
     ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "");
+    h.dwDataSize = 7;
+    h.lCheckSum = 9;
+    h.byMacAddr[0] = 0x11;
+    long long before = zvtest::NowSeconds();
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
+    long long after = zvtest::NowSeconds();
     EXPECT_EQ(36u, TarnGetLastError());
     EXPECT_EQ(0, FileSize(path));
+    // MAC and time are stamped before the file is mapped; size and checksum are not.
+    EXPECT_GE(h.lLastModified, before);
+    EXPECT_LE(h.lLastModified, after);
+    EXPECT_TRUE(MacIsZero(h));
+    EXPECT_EQ(7u, h.dwDataSize);
+    EXPECT_EQ(9, h.lCheckSum);
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFUpdateCommonFileHeaderA(path.c_str(), &h));
     EXPECT_EQ(36u, TarnGetLastError());
@@ -308,6 +347,7 @@ TEST_F(CmnFileCheckTest, EmptyFileIsNotStampedAndStaysEmpty) {
     EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderA(path.c_str(), &h));
     EXPECT_EQ(36u, TarnGetLastError());
     EXPECT_EQ(0, FileSize(path));
+    ExpectSameRecord(ResetHeader(), h);  // reset, and nothing stamped before the mapping
 }
 
 // ---- the checks ----
@@ -596,8 +636,8 @@ protected:
         EXPECT_EQ(96u + body.size(), h.dwDataSize);
         EXPECT_EQ(Xor(body), h.lCheckSum);
         EXPECT_TRUE(MacIsZero(h));
-        EXPECT_EQ(Line(h) + body, ReadFile(path));
-        EXPECT_EQ(",MA:*                ,", Line(h).substr(58, 22));
+        EXPECT_EQ(ExpectedStampedLine(h) + body, ReadFile(path));
+        EXPECT_EQ(static_cast<long long>(h.dwDataSize), FileSize(path));
         ExpectBothPass(path);
         ZV_COMMON_FILE_HEADER_tag back;
         EXPECT_EQ(1, ZVCFGetCommonFileHeaderW(Wide(path).c_str(), &back));
@@ -724,17 +764,26 @@ TEST_F(CmnFileStampTest, UpdateOfShortFirstLineFailsAndLeavesFile) {
     std::string path = Path("short");
     WriteFile(path, content);
     ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "");
+    h.dwDataSize = 7;
+    h.lCheckSum = 9;
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
     EXPECT_EQ(66u, TarnGetLastError());
     EXPECT_EQ(content, ReadFile(path));
+    EXPECT_EQ(7u, h.dwDataSize);  // size and checksum come only after the room is made
+    EXPECT_EQ(9, h.lCheckSum);
+    ExpectValid(path, 1, kOk);
     ExpectAbsValid(path, 0, 74);
 
+    // GetAndUpdate: the parsed old line is what the record holds after the failure.
     memset(&h, 0, sizeof(h));
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
     EXPECT_EQ(66u, TarnGetLastError());
     EXPECT_EQ(content, ReadFile(path));
+    ZV_COMMON_FILE_HEADER_tag parsed = ResetHeader();
+    memcpy(parsed.szFileType, "aaaa", 4);
+    ExpectSameRecord(parsed, h);
 }
 
 TEST_F(CmnFileStampTest, UpdateOfThreeByteFirstLineFailsAndLeavesFile) {
@@ -893,6 +942,165 @@ TEST_F(CmnFileStampTest, StampedFileWuidMatchesRecord) {
     ASSERT_EQ(1, ZVCFGetWUIDFromFileW(Wide(path).c_str(), &fromFile));
     EXPECT_EQ(1, ZVCFIsSameWUID(&fromRecord, &fromFile));
     EXPECT_EQ(2u, fromFile.dwWord[0] >> 30);  // time present, no MAC
+}
+
+TEST_F(CmnFileStampTest, GetAndUpdateEndsFirstLineAtCrAlone) {
+    // The parser ends the first line at the CR alone: 96 bytes, so nothing has to move, and the
+    // LF further on stays in the body. The old line's type is kept, its versions are absent.
+    std::string body = "abc\nrest\r\n";
+    std::string path = Path("gucr");
+    WriteFile(path, std::string(95, 'x') + "\r" + body);
+    ZV_COMMON_FILE_HEADER_tag h;
+    time_t before = static_cast<time_t>(zvtest::NowSeconds());
+    TarnSetLastError(kOk);
+    EXPECT_EQ(1, ZVCFGetAndUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
+    time_t after = static_cast<time_t>(zvtest::NowSeconds());
+    EXPECT_EQ(kOk, TarnGetLastError());
+    EXPECT_EQ("xxxx", std::string(h.szFileType, 4));
+    EXPECT_EQ(0xFFFF, h.wMajorVer);
+    EXPECT_EQ(0xFFFF, h.wMinorVer);
+    EXPECT_STREQ("", h.szExtraInfo);
+    ExpectStamped(path, h, body, before, after);
+    EXPECT_EQ("xxxx****,LM:", ReadFile(path).substr(0, 12));
+}
+
+TEST_F(CmnFileStampTest, GetAndUpdateOf96ByteFileWithoutLineEnd) {
+    std::string path = Path("gu96plain");
+    WriteFile(path, "ENVB0201" + std::string(88, ' '));
+    ZV_COMMON_FILE_HEADER_tag h;
+    time_t before = static_cast<time_t>(zvtest::NowSeconds());
+    EXPECT_EQ(1, ZVCFGetAndUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
+    time_t after = static_cast<time_t>(zvtest::NowSeconds());
+    EXPECT_EQ("ENVB", std::string(h.szFileType, 4));
+    EXPECT_EQ(2, h.wMajorVer);
+    EXPECT_EQ(1, h.wMinorVer);
+    EXPECT_EQ(96u, h.dwDataSize);
+    EXPECT_EQ(0, h.lCheckSum);
+    ExpectStamped(path, h, "", before, after);
+}
+
+TEST_F(CmnFileStampTest, GetAndUpdateOfThreeByteFirstLineFailsAndLeavesFile) {
+    std::string content = "AB\rCD\n" + std::string(200, 'z');
+    std::string path = Path("guthree");
+    WriteFile(path, content);
+    ZV_COMMON_FILE_HEADER_tag h;
+    TarnSetLastError(kOk);
+    EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderA(path.c_str(), &h));
+    EXPECT_EQ(66u, TarnGetLastError());
+    EXPECT_EQ(content, ReadFile(path));
+}
+
+TEST_F(CmnFileStampTest, UpdateWritesZeroTypeAsNone) {
+    std::string body = "zz";
+    std::string path = Path("zerotype");
+    WriteFile(path, Line(ResetHeader()) + body);
+    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    memset(h.szFileType, 0, 4);
+    EXPECT_EQ(1, ZVCFUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
+    EXPECT_EQ(std::string(4, '\0'), std::string(h.szFileType, 4));  // the record keeps its bytes
+    std::string content = ReadFile(path);
+    EXPECT_EQ("NONE****,LM:", content.substr(0, 12));
+    EXPECT_EQ(Xor(body), h.lCheckSum);
+    ExpectBothPass(path);
+}
+
+TEST_F(CmnFileStampTest, StampedTimeRoundTripsThroughTheFile) {
+    std::string path = Path("lm");
+    WriteFile(path, Line(ResetHeader()) + "abc");
+    ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "");
+    ASSERT_EQ(1, ZVCFUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
+    ZV_COMMON_FILE_HEADER_tag back;
+    ASSERT_EQ(1, ZVCFGetCommonFileHeaderA(path.c_str(), &back));
+    EXPECT_NE(0, back.lLastModified);
+    EXPECT_EQ(h.lLastModified, back.lLastModified);
+}
+
+// ---- plain text read as a header ----
+
+TEST_F(CmnFileCheckTest, KeyLikeTextInPlainFileIsParsed) {
+    std::string path = Path("words");
+    // "hello wo" gives the type and two absent versions; after the comma, "ds:5" is a size.
+    WriteFile(path, "hello world, ds:5");
+    ExpectValid(path, 0, 39);
+    ExpectAbsValid(path, 0, 74);
+    ZV_COMMON_FILE_HEADER_tag h;
+    ASSERT_EQ(1, ZVCFGetCommonFileHeaderW(Wide(path).c_str(), &h));
+    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    memcpy(expected.szFileType, "hell", 4);
+    expected.dwDataSize = 5;
+    ExpectSameRecord(expected, h);
+
+    // "ma:" with a colon-separated address is a bad MAC for every reader.
+    WriteFile(path, "hello world, ma:00:11:22:33:44:55");
+    ExpectBothFail(path, 34);
+
+    // A checksum with no body behind the line is compared with 0.
+    WriteFile(path, "hello world, cs:0");
+    ExpectValid(path, 1, kOk);
+    WriteFile(path, "hello world, cs:1");
+    ExpectValid(path, 0, 40);
+    WriteFile(path, "hello world, cs:65536");  // only the low 16 bits count
+    ExpectValid(path, 1, kOk);
+}
+
+// ---- narrow forms ----
+
+TEST_F(CmnFileCheckTest, NarrowFormsFailAtOnceWhenThePathDoesNotConvert) {
+    // An empty path converts to nothing: the A forms return 0 without calling the W forms, so
+    // no code is set and the caller's record and WUID are not touched.
+    ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "keep");
+    ZV_COMMON_FILE_HEADER_tag before = h;
+    WUID w = {{1, 2, 3}};
+    TarnSetLastError(kOk);
+    EXPECT_EQ(0, ZVCFIsFileValidA(""));
+    EXPECT_EQ(0, ZVCFIsFileAbsValidA(""));
+    EXPECT_EQ(0, ZVCFGetCommonFileHeaderA("", &h));
+    EXPECT_EQ(0, ZVCFGetWUIDFromFileA("", &w));
+    EXPECT_EQ(0, ZVCFUpdateCommonFileHeaderA("", &h));
+    EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderA("", &h));
+    EXPECT_EQ(kOk, TarnGetLastError());
+    ExpectSameRecord(before, h);
+    EXPECT_EQ(1u, w.dwWord[0]);
+    EXPECT_EQ(2u, w.dwWord[1]);
+    EXPECT_EQ(3u, w.dwWord[2]);
+
+    // The W forms themselves try the empty path.
+    ExpectBothFail("", 36);
+    TarnSetLastError(kOk);
+    EXPECT_EQ(0, ZVCFGetCommonFileHeaderW(L"", &h));
+    EXPECT_EQ(36u, TarnGetLastError());
+    ExpectSameRecord(ResetHeader(), h);
+    TarnSetLastError(kOk);
+    EXPECT_EQ(0, ZVCFGetWUIDFromFileW(L"", &w));
+    EXPECT_EQ(36u, TarnGetLastError());
+    EXPECT_EQ(0u, w.dwWord[0] | w.dwWord[1] | w.dwWord[2]);
+    h = before;
+    TarnSetLastError(kOk);
+    EXPECT_EQ(0, ZVCFUpdateCommonFileHeaderW(L"", &h));
+    EXPECT_EQ(38u, TarnGetLastError());
+    TarnSetLastError(kOk);
+    EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderW(L"", &h));
+    EXPECT_EQ(38u, TarnGetLastError());
+}
+
+TEST_F(CmnFileCheckTest, NarrowFormsWithUnconvertibleByteFailAtOnce) {
+    zvtest::LocaleGuard utf8("C.UTF-8");
+    if (!utf8.Ok()) {
+        GTEST_SKIP() << "no UTF-8 locale";
+    }
+    // The file exists and is valid, but its narrow name is not UTF-8: the conversion fails (its
+    // code is whatever the conversion left), so the W forms are never reached.
+    std::string path = Path("bad\xFF");
+    WriteFile(path, Line(Stamped("")));
+    EXPECT_EQ(0, ZVCFIsFileValidA(path.c_str()));
+    EXPECT_EQ(0, ZVCFIsFileAbsValidA(path.c_str()));
+    ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "keep");
+    ZV_COMMON_FILE_HEADER_tag before = h;
+    EXPECT_EQ(0, ZVCFGetCommonFileHeaderA(path.c_str(), &h));
+    ExpectSameRecord(before, h);
+    EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderA(path.c_str(), &h));
+    ExpectSameRecord(before, h);
+    EXPECT_EQ(Line(Stamped("")), ReadFile(path));
 }
 
 }  // namespace

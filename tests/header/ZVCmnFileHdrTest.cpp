@@ -69,7 +69,7 @@ std::string Line(const ZV_COMMON_FILE_HEADER_tag& header) {
     return std::string(buffer, sizeof(buffer));
 }
 
-// The 12 bytes of the two records match.
+// The 38 bytes of the two records match, field by field and as a whole.
 void ExpectSameRecord(const ZV_COMMON_FILE_HEADER_tag& expected,
                       const ZV_COMMON_FILE_HEADER_tag& actual) {
     EXPECT_EQ(std::string(expected.szFileType, 4), std::string(actual.szFileType, 4));
@@ -591,28 +591,28 @@ TEST_F(CmnFileHdrTest, ParseEachFieldPresentAlone) {
 
     ZV_COMMON_FILE_HEADER_tag e = expected;
     e.lLastModified = kTime;
-    Parse("ABCD0000,LM:2009/03/07 14:05:09:000", &h);
+    EXPECT_EQ(35, Parse("ABCD0000,LM:2009/03/07 14:05:09:000", &h));
     ExpectSameRecord(e, h);
 
     e = expected;
     e.dwDataSize = 77;
-    Parse("ABCD0000,DS:77", &h);
+    EXPECT_EQ(14, Parse("ABCD0000,DS:77", &h));
     ExpectSameRecord(e, h);
 
     e = expected;
     e.lCheckSum = 0;
-    Parse("ABCD0000,CS:00000", &h);
+    EXPECT_EQ(17, Parse("ABCD0000,CS:00000", &h));
     ExpectSameRecord(e, h);
 
     e = expected;
     const uint8_t mac[6] = {1, 2, 3, 4, 5, 6};
     memcpy(e.byMacAddr, mac, 6);
-    Parse("ABCD0000,MA:01-02-03-04-05-06", &h);
+    EXPECT_EQ(29, Parse("ABCD0000,MA:01-02-03-04-05-06", &h));
     ExpectSameRecord(e, h);
 
     e = expected;
     strcpy(e.szExtraInfo, "x");
-    Parse("ABCD0000,EI:x", &h);
+    EXPECT_EQ(13, Parse("ABCD0000,EI:x", &h));
     ExpectSameRecord(e, h);
 }
 
@@ -628,7 +628,7 @@ TEST_F(CmnFileHdrTest, ParseStarFieldsAreAbsent) {
 
 TEST_F(CmnFileHdrTest, ParseTimeWithBlanksAndLowerCase) {
     ZV_COMMON_FILE_HEADER_tag h;
-    Parse("ENVT0100,lm:   2009/03/07 14:05:09:000   ,DS:5", &h);
+    EXPECT_EQ(46, Parse("ENVT0100,lm:   2009/03/07 14:05:09:000   ,DS:5", &h));
     EXPECT_EQ(kTime, h.lLastModified);
     EXPECT_EQ(5u, h.dwDataSize);
 }
