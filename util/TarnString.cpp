@@ -330,6 +330,8 @@ wchar_t* TarnAnsiToWideString(const char* src) {
 
 int TarnCopyWideToAnsiString(const wchar_t* src, char* dst, unsigned int dstSize,
                              int failOnTruncate) {
+    // The source is converted before dst and dstSize are looked at: an empty or unconvertible
+    // source gives -1 with no code even when dst is null or dstSize is 0.
     char* converted = ConvertWideToAnsi(src);
     if (converted == NULL) {
         return -1;
@@ -341,6 +343,7 @@ int TarnCopyWideToAnsiString(const wchar_t* src, char* dst, unsigned int dstSize
 
 int TarnCopyAnsiToWideString(const char* src, wchar_t* dst, unsigned int dstSize,
                              int failOnTruncate) {
+    // Converted first, as in TarnCopyWideToAnsiString.
     wchar_t* converted = ConvertAnsiToWide(src);
     if (converted == NULL) {
         return -1;
@@ -386,6 +389,7 @@ wchar_t* TarnFormatStringW(const wchar_t* format, ...) {
 
 int TarnFormatStringBufferA(char* dst, unsigned int dstSize, int failOnTruncate, const char* format,
                             ...) {
+    // Unlike TarnCopyStringA, the pointers are checked before the size.
     if (dst == NULL || format == NULL) {
         TarnSetLastError(TARN_ERR_NULL_POINTER);
         return -1;
@@ -410,6 +414,7 @@ int TarnFormatStringBufferA(char* dst, unsigned int dstSize, int failOnTruncate,
 
 int TarnFormatStringBufferW(wchar_t* dst, unsigned int dstSize, int failOnTruncate,
                             const wchar_t* format, ...) {
+    // Pointers first, then the size, as in TarnFormatStringBufferA.
     if (dst == NULL || format == NULL) {
         TarnSetLastError(TARN_ERR_NULL_POINTER);
         return -1;

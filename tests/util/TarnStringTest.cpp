@@ -1,8 +1,10 @@
 // Tests of the library string buffers: sizing, allocation, copying, duplication, narrow/wide
 // conversion and formatting, with their results and last-error codes.
+#include <errno.h>
 #include <locale.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,9 +47,30 @@ protected:
     void TearDown() override { setlocale(LC_ALL, "C"); }
 };
 
-// Runs check in a forked child whose address space is limited, so that a 4 GiB allocation fails
-// even on a 64-bit machine with overcommit; reports the check's value (0-255) or -1.
-int RunWithLimitedMemory(const std::function<int()>& check) {
+// Exit status of a limited child whose address-space limit turned out not to be in force (qemu-user
+// does not pass RLIMIT_AS on to its guest).
+const int kLimitNotInForce = 77;
+
+// Uses up the address space of a 32-bit process with inaccessible reservations, all but headroom
+// bytes in one piece and holes below 1 MiB, so that a larger block cannot be allocated.
+void ReserveAddressSpaceBut(size_t headroom) {
+    const int flags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
+    void* keep = mmap(nullptr, headroom, PROT_NONE, flags, -1, 0);
+    for (size_t size = static_cast<size_t>(1) << 30; size >= (static_cast<size_t>(1) << 20);
+         size /= 2) {
+        while (mmap(nullptr, size, PROT_NONE, flags, -1, 0) != MAP_FAILED) {
+        }
+    }
+    if (keep != MAP_FAILED) {
+        munmap(keep, headroom);
+    }
+}
+
+// Runs check in a forked child whose address space is limited to what it already maps plus
+// headroom bytes, and reports the check's value (0-255) or -1. With probeBytes non-zero the child
+// first makes sure that a block of that size is refused; where the limit is ignored (qemu-user) a
+// 32-bit child uses up its address space instead, and otherwise reports kLimitNotInForce.
+int RunWithLimitedMemory(const std::function<int()>& check, rlim_t headroom, size_t probeBytes) {
     fflush(nullptr);
     pid_t pid = fork();
     if (pid < 0) {
@@ -67,10 +90,20 @@ int RunWithLimitedMemory(const std::function<int()>& check) {
         if (getrlimit(RLIMIT_AS, &limit) != 0) {
             _exit(250);
         }
-        // What the child already maps plus 512 MiB: far below the 4 GiB asked for.
-        limit.rlim_cur = current + (static_cast<rlim_t>(512) << 20);
+        limit.rlim_cur = current + headroom;
         if (setrlimit(RLIMIT_AS, &limit) != 0) {
             _exit(251);
+        }
+        if (probeBytes != 0) {
+            void* probe = malloc(probeBytes);
+            if (probe != nullptr && sizeof(void*) == 4) {
+                free(probe);
+                ReserveAddressSpaceBut(static_cast<size_t>(headroom));
+                probe = malloc(probeBytes);
+            }
+            if (probe != nullptr) {
+                _exit(kLimitNotInForce);
+            }
         }
         _exit(check() & 0xFF);
     }
@@ -80,6 +113,45 @@ int RunWithLimitedMemory(const std::function<int()>& check) {
     }
     return WEXITSTATUS(status);
 }
+
+// 512 MiB of headroom: far below the 4 GiB blocks asked for.
+int RunWithLimitedMemory(const std::function<int()>& check) {
+    return RunWithLimitedMemory(check, static_cast<rlim_t>(512) << 20, 0);
+}
+
+// Sizes for the tight child: the headroom, and the smallest block under test. The blocks are above
+// the largest mmap threshold of the system allocator (32 MiB on 64-bit builds, 512 KiB on 32-bit
+// ones), so they always need new address space and never come from free heap left by earlier
+// tests. The 32-bit sizes are smaller to keep the emulated device run short.
+const bool k32Bit = sizeof(void*) == 4;
+const rlim_t kTightHeadroom = static_cast<rlim_t>(k32Bit ? 4 : 16) << 20;
+const size_t kTightBlock = static_cast<size_t>(k32Bit ? 16 : 48) << 20;
+// A wide text of this many characters makes the wide formatter ask for a scratch block of at
+// least 2 x 4 x this many bytes (8 MiB on 32-bit, 32 MiB on 64-bit builds): beyond the headroom.
+const size_t kTightFormatChars = static_cast<size_t>(k32Bit ? 1 : 6) << 20;
+
+// Runs check in the tight child; see RunWithLimitedMemory.
+int RunInTightMemory(const std::function<int()>& check) {
+    return RunWithLimitedMemory(check, kTightHeadroom, kTightBlock);
+}
+
+// A check for the tight child: 0 when failed is true and the last error is code, else 1 or 2.
+int FailedWithCode(bool failed, unsigned int code) {
+    if (!failed) {
+        return 1;
+    }
+    return TarnGetLastError() == code ? 0 : 2;
+}
+
+// Expects the tight child to report 0, or skips where the memory limit cannot be set.
+#define EXPECT_FAILS_IN_TIGHT_MEMORY(check)                                 \
+    do {                                                                    \
+        int tightResult = RunInTightMemory(check);                          \
+        if (tightResult == kLimitNotInForce) {                              \
+            GTEST_SKIP() << "the address-space limit is not in force here"; \
+        }                                                                   \
+        EXPECT_EQ(0, tightResult);                                          \
+    } while (0)
 
 std::string Repeat(char ch, size_t count) {
     return std::string(count, ch);
@@ -311,6 +383,11 @@ TEST_F(TarnStringTest, CopyATruncatedFailOnTruncate) {
     EXPECT_EQ(-1, TarnCopyStringA("abc", dst.bytes, 3, 1));
     EXPECT_EQ(std::string("ab\0XXXXX", 8), dst.All());
     EXPECT_EQ(kSentinelError, TarnGetLastError());  // a cut sets no code
+    // Any non-zero flag reports the cut.
+    DstA other;
+    EXPECT_EQ(-1, TarnCopyStringA("abc", other.bytes, 3, -7));
+    EXPECT_EQ(std::string("ab\0XXXXX", 8), other.All());
+    EXPECT_EQ(kSentinelError, TarnGetLastError());
 }
 
 TEST_F(TarnStringTest, CopyATruncatedWithoutFail) {
@@ -558,6 +635,22 @@ TEST_F(TarnStringTest, DupWNull) {
     EXPECT_EQ(kNullPtr, TarnGetLastError());
 }
 
+TEST_F(TarnStringTest, DupAOutOfMemory) {
+    const std::string big(kTightBlock, 'd');
+    EXPECT_FAILS_IN_TIGHT_MEMORY([&] {
+        TarnSetLastError(kSentinelError);
+        return FailedWithCode(TarnDupStringA(big.c_str()) == nullptr, kNoMemory);
+    });
+}
+
+TEST_F(TarnStringTest, DupWOutOfMemory) {
+    const std::wstring big(kTightBlock / sizeof(wchar_t), L'd');
+    EXPECT_FAILS_IN_TIGHT_MEMORY([&] {
+        TarnSetLastError(kSentinelError);
+        return FailedWithCode(TarnDupStringW(big.c_str()) == nullptr, kNoMemory);
+    });
+}
+
 // ---------------------------------------------------------------------------------------------
 // Conversion to a new buffer
 
@@ -583,14 +676,16 @@ TEST_F(TarnStringTest, WideToAnsiNull) {
 }
 
 TEST_F(TarnStringTest, WideToAnsiUnconvertibleInCLocale) {
-    // The measurement fails (the system library reports -1): null, and the library sets none of
-    // its own codes (errno holds whatever the system library left there).
+    // The measurement fails (the system library reports -1): null, and the library sets no code of
+    // its own, so the last error is the system library's EILSEQ. A conversion limited by a
+    // wrapped size would have returned "abcd" instead.
+    ASSERT_NE(nullptr, setlocale(LC_ALL, "C"));
     TarnSetLastError(kSentinelError);
     EXPECT_EQ(nullptr, TarnWideToAnsiString(L"abcd\u00e9"));
-    unsigned int code = TarnGetLastError();
-    EXPECT_NE(kBadSize, code);
-    EXPECT_NE(kNoMemory, code);
-    EXPECT_NE(kNullPtr, code);
+    EXPECT_EQ(static_cast<unsigned int>(EILSEQ), TarnGetLastError());
+    TarnSetLastError(kSentinelError);
+    EXPECT_EQ(nullptr, TarnWideToAnsiString(L"\u00e9"));
+    EXPECT_EQ(static_cast<unsigned int>(EILSEQ), TarnGetLastError());
 }
 
 TEST_F(TarnStringTest, WideToAnsiUtf8) {
@@ -634,12 +729,10 @@ TEST_F(TarnStringTest, AnsiToWideNull) {
 }
 
 TEST_F(TarnStringTest, AnsiToWideUnconvertibleInCLocale) {
+    ASSERT_NE(nullptr, setlocale(LC_ALL, "C"));
     TarnSetLastError(kSentinelError);
-    EXPECT_EQ(nullptr, TarnAnsiToWideString("abc\xE9"));
-    unsigned int code = TarnGetLastError();
-    EXPECT_NE(kBadSize, code);
-    EXPECT_NE(kNoMemory, code);
-    EXPECT_NE(kNullPtr, code);
+    EXPECT_EQ(nullptr, TarnAnsiToWideString("abcd\xE9"));
+    EXPECT_EQ(static_cast<unsigned int>(EILSEQ), TarnGetLastError());
 }
 
 TEST_F(TarnStringTest, AnsiToWideUtf8) {
@@ -655,8 +748,53 @@ TEST_F(TarnStringTest, AnsiToWideUtf8) {
     EXPECT_EQ(nullptr, TarnAnsiToWideString("ab\xFF"));
 }
 
+// A wide text whose UTF-8 form (four bytes per character) needs a block of kTightBlock bytes.
+std::wstring FourByteCharacters() {
+    return std::wstring(kTightBlock / 4, L'\U0001F600');
+}
+
+TEST_F(TarnStringTest, WideToAnsiOutOfMemory) {
+    zvtest::LocaleGuard utf8("C.UTF-8");
+    ASSERT_TRUE(utf8.Ok());
+    const std::wstring big = FourByteCharacters();
+    EXPECT_FAILS_IN_TIGHT_MEMORY([&] {
+        TarnSetLastError(kSentinelError);
+        return FailedWithCode(TarnWideToAnsiString(big.c_str()) == nullptr, kNoMemory);
+    });
+}
+
+TEST_F(TarnStringTest, AnsiToWideOutOfMemory) {
+    // A quarter of the block in narrow characters needs the whole block in wide ones.
+    const std::string big(kTightBlock / 4, 'n');
+    EXPECT_FAILS_IN_TIGHT_MEMORY([&] {
+        TarnSetLastError(kSentinelError);
+        return FailedWithCode(TarnAnsiToWideString(big.c_str()) == nullptr, kNoMemory);
+    });
+}
+
 // ---------------------------------------------------------------------------------------------
 // Conversion into a caller's buffer
+
+TEST_F(TarnStringTest, CopyWideToAnsiOutOfMemory) {
+    zvtest::LocaleGuard utf8("C.UTF-8");
+    ASSERT_TRUE(utf8.Ok());
+    const std::wstring big = FourByteCharacters();
+    EXPECT_FAILS_IN_TIGHT_MEMORY([&] {
+        char dst[8];
+        TarnSetLastError(kSentinelError);
+        return FailedWithCode(TarnCopyWideToAnsiString(big.c_str(), dst, 8, 0) == -1, kNoMemory);
+    });
+}
+
+TEST_F(TarnStringTest, CopyAnsiToWideOutOfMemory) {
+    const std::string big(kTightBlock / 4, 'n');
+    EXPECT_FAILS_IN_TIGHT_MEMORY([&] {
+        wchar_t dst[8];
+        TarnSetLastError(kSentinelError);
+        return FailedWithCode(TarnCopyAnsiToWideString(big.c_str(), dst, sizeof(dst), 0) == -1,
+                              kNoMemory);
+    });
+}
 
 TEST_F(TarnStringTest, CopyWideToAnsiFits) {
     DstA dst;
@@ -714,13 +852,16 @@ TEST_F(TarnStringTest, CopyWideToAnsiEmptySourceFailsWithoutCode) {
 }
 
 TEST_F(TarnStringTest, CopyWideToAnsiUnconvertibleInCLocale) {
+    ASSERT_NE(nullptr, setlocale(LC_ALL, "C"));
     DstA dst;
     TarnSetLastError(kSentinelError);
     EXPECT_EQ(-1, TarnCopyWideToAnsiString(L"abcd\u00e9", dst.bytes, 8, 0));
     EXPECT_EQ(std::string(8, 'X'), dst.All());
-    unsigned int code = TarnGetLastError();
-    EXPECT_NE(kBadSize, code);
-    EXPECT_NE(kNullPtr, code);
+    EXPECT_EQ(static_cast<unsigned int>(EILSEQ), TarnGetLastError());
+    // A buffer too small for the text changes nothing: the conversion fails first.
+    DstA small;
+    EXPECT_EQ(-1, TarnCopyWideToAnsiString(L"abcd\u00e9", small.bytes, 3, 1));
+    EXPECT_EQ(std::string(8, 'X'), small.All());
 }
 
 TEST_F(TarnStringTest, CopyWideToAnsiUtf8CutsBytes) {
@@ -791,13 +932,12 @@ TEST_F(TarnStringTest, CopyAnsiToWideEmptySourceFailsWithoutCode) {
 }
 
 TEST_F(TarnStringTest, CopyAnsiToWideUnconvertibleInCLocale) {
+    ASSERT_NE(nullptr, setlocale(LC_ALL, "C"));
     DstW dst;
     TarnSetLastError(kSentinelError);
     EXPECT_EQ(-1, TarnCopyAnsiToWideString("abc\xE9", dst.chars, 24, 0));
     EXPECT_EQ(W6(L"", 0), dst.All());
-    unsigned int code = TarnGetLastError();
-    EXPECT_NE(kBadSize, code);
-    EXPECT_NE(kNullPtr, code);
+    EXPECT_EQ(static_cast<unsigned int>(EILSEQ), TarnGetLastError());
 }
 
 TEST_F(TarnStringTest, CopyAnsiToWideUtf8) {
@@ -921,6 +1061,15 @@ TEST_F(TarnStringTest, FormatWRetriesWithTheSameArguments) {
     ASSERT_NE(nullptr, text);
     EXPECT_EQ(head + L"|7|" + tail + L"|-3", text);
     EXPECT_EQ(1, TarnFreeBuffer(text));
+}
+
+// The scratch buffer grows beyond the headroom: the growth stops with 15.
+TEST_F(TarnStringTest, FormatWOutOfMemory) {
+    const std::wstring big(kTightFormatChars, L'f');
+    EXPECT_FAILS_IN_TIGHT_MEMORY([&] {
+        TarnSetLastError(kSentinelError);
+        return FailedWithCode(TarnFormatStringW(L"%ls", big.c_str()) == nullptr, kNoMemory);
+    });
 }
 
 TEST_F(TarnStringTest, FormatWGrowthOnFormatterError) {
@@ -1074,6 +1223,16 @@ TEST_F(TarnStringTest, FormatBufferWNullsComeFirst) {
     EXPECT_EQ(-1, TarnFormatStringBufferW(dst.chars, 0, 0, g_nullWide));
     EXPECT_EQ(kNullPtr, TarnGetLastError());
     EXPECT_EQ(W6(L"", 0), dst.All());
+}
+
+TEST_F(TarnStringTest, FormatBufferWOutOfMemory) {
+    const std::wstring big(kTightFormatChars, L'f');
+    EXPECT_FAILS_IN_TIGHT_MEMORY([&] {
+        wchar_t dst[8];
+        TarnSetLastError(kSentinelError);
+        return FailedWithCode(
+            TarnFormatStringBufferW(dst, sizeof(dst), 0, L"%ls", big.c_str()) == -1, kNoMemory);
+    });
 }
 
 TEST_F(TarnStringTest, FormatBufferWGrowthOnFormatterError) {
