@@ -13,34 +13,14 @@
 #include "TarnTime.h"
 #include "ZVFileAccess.h"
 #include "ZVMapFile.h"
+#include "ZVCmnFileLine.h"
 
 namespace {
 
+using zvcf::FindLineEnd;
+using zvcf::ResetHeader;
+
 const unsigned int kLineLength = ZVCF_HEADER_LENGTH;
-
-// Zeroes all 38 bytes, then marks every field absent.
-void ResetHeader(ZV_COMMON_FILE_HEADER_tag* header) {
-    memset(header, 0, sizeof(ZV_COMMON_FILE_HEADER_tag));
-    memcpy(header->szFileType, "NONE", 4);
-    header->wMajorVer = 0xFFFF;
-    header->wMinorVer = 0xFFFF;
-    header->lCheckSum = -1;
-}
-
-// Length of the first line with its line end, by the same rule as the header parser: a CR ends
-// a line (with one LF directly after it), an LF ends it alone, and without either the line is
-// the whole of size.
-unsigned int FindLineEnd(const unsigned char* data, unsigned int size) {
-    for (unsigned int i = 0; i < size; ++i) {
-        if (data[i] == '\r') {
-            return (i + 1 < size && data[i + 1] == '\n') ? i + 2 : i + 1;
-        }
-        if (data[i] == '\n') {
-            return i + 1;
-        }
-    }
-    return size;
-}
 
 // XOR of the bytes as 16-bit little-endian words; an odd last byte goes into the low 8 bits.
 uint32_t BodyXor(const unsigned char* data, unsigned int size) {
@@ -250,7 +230,7 @@ ZV_API int ZVCFUpdateCommonFileHeaderW(const wchar_t* path, ZV_COMMON_FILE_HEADE
         return 0;
     }
     // The old first line is replaced whatever it holds; it is not parsed.
-    unsigned int oldLength = FindLineEnd(Bytes(map), map.m_dwLength);
+    unsigned int oldLength = FindLineEnd(static_cast<const char*>(map.m_pAddress), map.m_dwLength);
     if (!MakeRoomForHeader(&map, oldLength)) {
         return 0;
     }

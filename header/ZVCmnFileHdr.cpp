@@ -8,6 +8,7 @@
 
 #include "TarnError.h"
 #include "TarnTime.h"
+#include "ZVCmnFileLine.h"
 
 namespace {
 
@@ -50,16 +51,6 @@ int HexValue(unsigned char c) {
         return c - 'a' + 10;
     }
     return -1;
-}
-
-// Zeroes all 38 bytes, then marks every field absent. The record may sit unaligned inside an
-// item buffer, so only its own bytes are touched.
-void ResetHeader(ZV_COMMON_FILE_HEADER_tag* header) {
-    memset(header, 0, sizeof(ZV_COMMON_FILE_HEADER_tag));
-    memcpy(header->szFileType, "NONE", 4);
-    header->wMajorVer = kVersionAbsent;
-    header->wMinorVer = kVersionAbsent;
-    header->lCheckSum = -1;
 }
 
 bool MacIsZero(const uint8_t* mac) {
@@ -146,20 +137,6 @@ void FormatExtraInfo(const ZV_COMMON_FILE_HEADER_tag* header, char* out) {
 }
 
 // ---- reading ----
-
-// Length of the first line with its line end: a CR ends a line (with one LF directly after it),
-// an LF ends it alone; without either the line is all of size.
-unsigned int FindLineEnd(const char* data, unsigned int size) {
-    for (unsigned int i = 0; i < size; ++i) {
-        if (data[i] == '\r') {
-            return (i + 1 < size && data[i + 1] == '\n') ? i + 2 : i + 1;
-        }
-        if (data[i] == '\n') {
-            return i + 1;
-        }
-    }
-    return size;
-}
 
 // Two decimal digits, or the absent version.
 uint16_t ReadVersion(const char* text) {
@@ -336,6 +313,33 @@ int ReadKeyedFields(ZV_COMMON_FILE_HEADER_tag* header, Cursor* cur) {
 }
 
 }  // namespace
+
+namespace zvcf {
+
+void ResetHeader(ZV_COMMON_FILE_HEADER_tag* header) {
+    memset(header, 0, sizeof(ZV_COMMON_FILE_HEADER_tag));
+    memcpy(header->szFileType, "NONE", 4);
+    header->wMajorVer = kVersionAbsent;
+    header->wMinorVer = kVersionAbsent;
+    header->lCheckSum = -1;
+}
+
+unsigned int FindLineEnd(const char* data, unsigned int size) {
+    for (unsigned int i = 0; i < size; ++i) {
+        if (data[i] == '\r') {
+            return (i + 1 < size && data[i + 1] == '\n') ? i + 2 : i + 1;
+        }
+        if (data[i] == '\n') {
+            return i + 1;
+        }
+    }
+    return size;
+}
+
+}  // namespace zvcf
+
+using zvcf::FindLineEnd;
+using zvcf::ResetHeader;
 
 ZV_BEGIN_C
 
