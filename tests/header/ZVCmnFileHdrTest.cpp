@@ -13,6 +13,8 @@
 
 namespace {
 
+using zvtest::Utc;
+
 const int32_t kTime = 1236434709;  // 2009-03-07 14:05:09 UTC
 
 // The line written for a record whose every field is absent.
@@ -87,18 +89,6 @@ void ExpectSameRecord(const ZV_COMMON_FILE_HEADER_tag& expected,
 int Parse(const std::string& text, ZV_COMMON_FILE_HEADER_tag* header) {
     memset(header, 0xAB, sizeof(*header));
     return ZVCFParseCommonFileHeader(header, text.data(), static_cast<unsigned int>(text.size()));
-}
-
-long Utc(int year, int month, int day, int hour, int minute, int second) {
-    struct tm t;
-    memset(&t, 0, sizeof(t));
-    t.tm_year = year - 1900;
-    t.tm_mon = month - 1;
-    t.tm_mday = day;
-    t.tm_hour = hour;
-    t.tm_min = minute;
-    t.tm_sec = second;
-    return static_cast<long>(timegm(&t));
 }
 
 // The WUID words by the shift-and-add rule, from known calendar fields.

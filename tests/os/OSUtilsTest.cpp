@@ -23,40 +23,11 @@
 
 namespace {
 
+using zvtest::Pattern;
+using zvtest::Record;
+using zvtest::Utc;
+
 using zvtest::kSentinelError;
-
-// Seconds since the epoch of a UTC calendar time, computed independently of the library.
-long long Utc(int year, int month, int day, int hour, int minute, int second) {
-    struct tm t;
-    memset(&t, 0, sizeof(t));
-    t.tm_year = year - 1900;
-    t.tm_mon = month - 1;
-    t.tm_mday = day;
-    t.tm_hour = hour;
-    t.tm_min = minute;
-    t.tm_sec = second;
-    return static_cast<long long>(timegm(&t));
-}
-
-_SYSTEMTIME Record(int year, int month, int day, int hour, int minute, int second, int ms,
-                   int dayOfWeek) {
-    _SYSTEMTIME st;
-    st.wYear = static_cast<uint16_t>(year);
-    st.wMonth = static_cast<uint16_t>(month);
-    st.wDayOfWeek = static_cast<uint16_t>(dayOfWeek);
-    st.wDay = static_cast<uint16_t>(day);
-    st.wHour = static_cast<uint16_t>(hour);
-    st.wMinute = static_cast<uint16_t>(minute);
-    st.wSecond = static_cast<uint16_t>(second);
-    st.wMilliseconds = static_cast<uint16_t>(ms);
-    return st;
-}
-
-_SYSTEMTIME Pattern() {
-    _SYSTEMTIME st;
-    memset(&st, 0xAB, sizeof(st));
-    return st;
-}
 
 bool SameRecord(const _SYSTEMTIME& a, const _SYSTEMTIME& b) {
     return memcmp(&a, &b, sizeof(a)) == 0;

@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "ZVTypes.h"
+
 namespace zvtest {
 
 // A last-error value that no library call sets; tests store it before a call to see whether the
@@ -71,6 +73,17 @@ std::wstring Wide(const std::string& ascii);
 // time() may lag it by a tick (it reads a coarser clock), so bounds around a library call that
 // reads the time come from here.
 long long NowSeconds();
+
+// Seconds since 1970 of a UTC calendar time, computed with timegm(), independently of the
+// library.
+long long Utc(int year, int month, int day, int hour, int minute, int second);
+
+// A calendar record with the given fields, in the record's own field order.
+_SYSTEMTIME Record(int year, int month, int day, int hour, int minute, int second, int ms,
+                   int dayOfWeek = 0);
+
+// A record with every byte 0xAB, to see which fields a call writes.
+_SYSTEMTIME Pattern();
 
 }  // namespace zvtest
 

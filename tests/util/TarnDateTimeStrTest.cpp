@@ -15,18 +15,7 @@
 
 namespace {
 
-// Seconds since the epoch of a UTC calendar time, computed independently of the library.
-long Utc(int year, int month, int day, int hour, int minute, int second) {
-    struct tm t;
-    memset(&t, 0, sizeof(t));
-    t.tm_year = year - 1900;
-    t.tm_mon = month - 1;
-    t.tm_mday = day;
-    t.tm_hour = hour;
-    t.tm_min = minute;
-    t.tm_sec = second;
-    return static_cast<long>(timegm(&t));
-}
+using zvtest::Utc;
 
 const long kSample = 1236434709L;  // 2009-03-07 14:05:09 UTC
 const long kUntouched = 0x1234567L;
