@@ -12,9 +12,12 @@
 
 #include "TarnError.h"
 #include "ZVCmnFileHdr.h"
+#include "HeaderRecordCheck.h"
 #include "TestSupport.h"
 
 namespace {
+
+using zvtest::ExpectSameRecord;
 
 using zvtest::FileSize;
 using zvtest::ReadFile;
@@ -71,19 +74,6 @@ ZV_COMMON_FILE_HEADER_tag Stamped(const std::string& body) {
     h.dwDataSize = static_cast<uint32_t>(96 + body.size());
     h.lCheckSum = Xor(body);
     return h;
-}
-
-void ExpectSameRecord(const ZV_COMMON_FILE_HEADER_tag& expected,
-                      const ZV_COMMON_FILE_HEADER_tag& actual) {
-    EXPECT_EQ(std::string(expected.szFileType, 4), std::string(actual.szFileType, 4));
-    EXPECT_EQ(expected.wMajorVer, actual.wMajorVer);
-    EXPECT_EQ(expected.wMinorVer, actual.wMinorVer);
-    EXPECT_EQ(expected.lLastModified, actual.lLastModified);
-    EXPECT_EQ(expected.dwDataSize, actual.dwDataSize);
-    EXPECT_EQ(expected.lCheckSum, actual.lCheckSum);
-    EXPECT_EQ(0, memcmp(expected.byMacAddr, actual.byMacAddr, 6));
-    EXPECT_EQ(0, memcmp(expected.szExtraInfo, actual.szExtraInfo, 12));
-    EXPECT_EQ(0, memcmp(&expected, &actual, sizeof(expected)));
 }
 
 // The 96-byte line a stamped record must have, built here from its fields without the library's

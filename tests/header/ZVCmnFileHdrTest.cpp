@@ -9,9 +9,12 @@
 
 #include "TarnError.h"
 #include "ZVCmnFileHdr.h"
+#include "HeaderRecordCheck.h"
 #include "TestSupport.h"
 
 namespace {
+
+using zvtest::ExpectSameRecord;
 
 using zvtest::Utc;
 
@@ -69,20 +72,6 @@ std::string Line(const ZV_COMMON_FILE_HEADER_tag& header) {
     int n = ZVCFCreateCommonFileHeader(&header, buffer, sizeof(buffer));
     EXPECT_EQ(96, n);
     return std::string(buffer, sizeof(buffer));
-}
-
-// The 38 bytes of the two records match, field by field and as a whole.
-void ExpectSameRecord(const ZV_COMMON_FILE_HEADER_tag& expected,
-                      const ZV_COMMON_FILE_HEADER_tag& actual) {
-    EXPECT_EQ(std::string(expected.szFileType, 4), std::string(actual.szFileType, 4));
-    EXPECT_EQ(expected.wMajorVer, actual.wMajorVer);
-    EXPECT_EQ(expected.wMinorVer, actual.wMinorVer);
-    EXPECT_EQ(expected.lLastModified, actual.lLastModified);
-    EXPECT_EQ(expected.dwDataSize, actual.dwDataSize);
-    EXPECT_EQ(expected.lCheckSum, actual.lCheckSum);
-    EXPECT_EQ(0, memcmp(expected.byMacAddr, actual.byMacAddr, 6));
-    EXPECT_EQ(0, memcmp(expected.szExtraInfo, actual.szExtraInfo, 12));
-    EXPECT_EQ(0, memcmp(&expected, &actual, sizeof(expected)));
 }
 
 // Parses text (all of it) into a record that starts out as garbage.
