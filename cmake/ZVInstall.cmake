@@ -15,6 +15,14 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/zvsupportConfigVers
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zvsupportConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/zvsupportConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zvsupport)
+# The pkg-config file finds its prefix from where it is installed, so an install tree can move.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(ZV_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+    file(RELATIVE_PATH ZV_PC_UP "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+    string(REGEX REPLACE "/$" "" ZV_PC_UP "${ZV_PC_UP}")
+    set(ZV_PC_PREFIX "\${pcfiledir}/${ZV_PC_UP}")
+endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/zvsupport.pc.in
     ${CMAKE_CURRENT_BINARY_DIR}/zvsupport.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zvsupport.pc
