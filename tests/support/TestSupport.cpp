@@ -144,7 +144,7 @@ long long NowSeconds() {
     return static_cast<long long>(tv.tv_sec);
 }
 
-long long Utc(int year, int month, int day, int hour, int minute, int second) {
+long Utc(int year, int month, int day, int hour, int minute, int second) {
     struct tm t;
     memset(&t, 0, sizeof(t));
     t.tm_year = year - 1900;
@@ -153,7 +153,7 @@ long long Utc(int year, int month, int day, int hour, int minute, int second) {
     t.tm_hour = hour;
     t.tm_min = minute;
     t.tm_sec = second;
-    return static_cast<long long>(timegm(&t));
+    return static_cast<long>(timegm(&t));
 }
 
 _SYSTEMTIME Record(int year, int month, int day, int hour, int minute, int second, int ms,

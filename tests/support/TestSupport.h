@@ -74,9 +74,9 @@ std::wstring Wide(const std::string& ascii);
 // reads the time come from here.
 long long NowSeconds();
 
-// Seconds since 1970 of a UTC calendar time, computed with timegm(), independently of the
-// library.
-long long Utc(int year, int month, int day, int hour, int minute, int second);
+// Seconds since 1970 of a UTC calendar time as the library's time value type, computed with
+// timegm(), independently of the library.
+long Utc(int year, int month, int day, int hour, int minute, int second);
 
 // A calendar record with the given fields, in the record's own field order.
 _SYSTEMTIME Record(int year, int month, int day, int hour, int minute, int second, int ms,
