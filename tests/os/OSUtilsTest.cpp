@@ -165,7 +165,9 @@ TEST_F(OSUtilsTest, GetSystemTimeMillisecondsAreTheTruncatedMicroseconds) {
         OS_GetSystemTime(&st);
         long long after = NowMilliseconds();
         ASSERT_LT(st.wMilliseconds, 1000);
-        long long got = Utc(st.wYear, st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond) * 1000 +
+        long long got = static_cast<long long>(
+                            Utc(st.wYear, st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond)) *
+                            1000 +
                         st.wMilliseconds;
         EXPECT_GE(got, before);
         EXPECT_LE(got, after);
