@@ -27,39 +27,18 @@ static_assert(sizeof(wchar_t) == kWideCharBytes, "wide characters are 32 bits");
 /* Margin added to a measured conversion length before the converted copy is allocated. */
 const uint32_t kConversionMargin = 5;
 
-/* First scratch size of the narrow formatter (bytes) and how often it may double. */
-const uint32_t kFormatStartA = 128;
-const int kFormatTriesA = 25;
-/* First scratch size of the wide formatter (characters) and how often it may double. */
-const uint32_t kFormatStartW = 128;
-const int kFormatTriesW = 23;
-
-/* Writes the whole text or, when it does not fit, its cut front: the tail of TarnCopyStringA. */
-int CopyCharsA(const char* src, size_t len, char* dst, size_t capacity, int failOnTruncate) {
+/* Writes the whole text or, when it does not fit, its cut front: the tail of TarnCopyStringA/W. */
+template <typename Ch>
+int CopyChars(const Ch* src, size_t len, Ch* dst, size_t capacity, int failOnTruncate) {
     if (len < capacity) {
-        memcpy(dst, src, len + 1);
+        memcpy(dst, src, (len + 1) * sizeof(Ch));
         return static_cast<int>(static_cast<unsigned int>(len));
     }
     // The cut text stays in dst either way; failOnTruncate only changes the result, and no code
     // is set.
     size_t kept = capacity - 1;
-    memcpy(dst, src, kept);
-    dst[kept] = '\0';
-    if (failOnTruncate != 0) {
-        return -1;
-    }
-    return static_cast<int>(static_cast<unsigned int>(kept));
-}
-
-/* The same in wide characters: the tail of TarnCopyStringW. */
-int CopyCharsW(const wchar_t* src, size_t len, wchar_t* dst, size_t capacity, int failOnTruncate) {
-    if (len < capacity) {
-        memcpy(dst, src, (len + 1) * sizeof(wchar_t));
-        return static_cast<int>(static_cast<unsigned int>(len));
-    }
-    size_t kept = capacity - 1;
-    memcpy(dst, src, kept * sizeof(wchar_t));
-    dst[kept] = L'\0';
+    memcpy(dst, src, kept * sizeof(Ch));
+    dst[kept] = Ch(0);
     if (failOnTruncate != 0) {
         return -1;
     }
@@ -128,51 +107,50 @@ wchar_t* ConvertAnsiToWide(const char* src) {
 }
 
 /*
- * Formats into a scratch buffer that starts at 128 bytes and doubles each time the formatter
+ * The narrow formatter: a scratch buffer of 128 bytes that doubles each time the formatter
  * reports -1, up to 25 tries. The system's vsnprintf reports a cut by returning the full length,
  * which is taken as success: narrow results are therefore cut to 127 bytes. Host programs rely on
- * that limit, so it is kept. Every try formats from a fresh copy of the argument list.
+ * that limit, so it is kept.
  */
-char* FormatScratchA(const char* format, va_list args) {
-    uint32_t size = kFormatStartA;
-    for (int attempt = 0; attempt < kFormatTriesA; ++attempt) {
-        char* scratch = TarnAllocateStringBufferA(size);
-        if (scratch == NULL) {
-            return NULL;
-        }
-        va_list attemptArgs;
-        va_copy(attemptArgs, args);
-        int written = vsnprintf(scratch, size, format, attemptArgs);
-        va_end(attemptArgs);
-        if (written < -1) {
-            TarnFreeBuffer(scratch);
-            TarnSetLastError(TARN_ERR_INVALID_STRING_FORMAT);
-            return NULL;
-        }
-        if (written >= 0) {
-            return scratch;
-        }
-        TarnFreeBuffer(scratch);
-        size *= 2;
+struct NarrowFormatter {
+    typedef char Char;
+    static const uint32_t kStart = 128;
+    static const int kTries = 25;
+    static Char* Allocate(uint32_t count) { return TarnAllocateStringBufferA(count); }
+    static int Format(Char* dst, uint32_t count, const Char* format, va_list args) {
+        return vsnprintf(dst, count, format, args);
     }
-    TarnSetLastError(TARN_ERR_INVALID_BUFFER_SIZE);
-    return NULL;
-}
+};
 
 /*
  * The wide formatter: 128 characters, doubling on -1 up to 23 tries. vswprintf reports a cut with
  * -1, so wide results grow as far as needed.
  */
-wchar_t* FormatScratchW(const wchar_t* format, va_list args) {
-    uint32_t count = kFormatStartW;
-    for (int attempt = 0; attempt < kFormatTriesW; ++attempt) {
-        wchar_t* scratch = TarnAllocateStringBufferW(count);
+struct WideFormatter {
+    typedef wchar_t Char;
+    static const uint32_t kStart = 128;
+    static const int kTries = 23;
+    static Char* Allocate(uint32_t count) { return TarnAllocateStringBufferW(count); }
+    static int Format(Char* dst, uint32_t count, const Char* format, va_list args) {
+        return vswprintf(dst, count, format, args);
+    }
+};
+
+/*
+ * Formats into a growing scratch buffer as the formatter describes. Every try formats from a
+ * fresh copy of the argument list. A result below -1 is code 67; running out of tries is code 11.
+ */
+template <typename Formatter>
+typename Formatter::Char* FormatScratch(const typename Formatter::Char* format, va_list args) {
+    uint32_t count = Formatter::kStart;
+    for (int attempt = 0; attempt < Formatter::kTries; ++attempt) {
+        typename Formatter::Char* scratch = Formatter::Allocate(count);
         if (scratch == NULL) {
             return NULL;
         }
         va_list attemptArgs;
         va_copy(attemptArgs, args);
-        int written = vswprintf(scratch, count, format, attemptArgs);
+        int written = Formatter::Format(scratch, count, format, attemptArgs);
         va_end(attemptArgs);
         if (written < -1) {
             TarnFreeBuffer(scratch);
@@ -274,7 +252,7 @@ int TarnCopyStringA(const char* src, char* dst, unsigned int dstSize, int failOn
         TarnSetLastError(TARN_ERR_NULL_POINTER);
         return -1;
     }
-    return CopyCharsA(src, strlen(src), dst, dstSize, failOnTruncate);
+    return CopyChars(src, strlen(src), dst, dstSize, failOnTruncate);
 }
 
 int TarnCopyStringW(const wchar_t* src, wchar_t* dst, unsigned int dstSize, int failOnTruncate) {
@@ -287,7 +265,7 @@ int TarnCopyStringW(const wchar_t* src, wchar_t* dst, unsigned int dstSize, int 
         TarnSetLastError(TARN_ERR_NULL_POINTER);
         return -1;
     }
-    return CopyCharsW(src, wcslen(src), dst, dstSize / kWideCharBytes, failOnTruncate);
+    return CopyChars(src, wcslen(src), dst, dstSize / kWideCharBytes, failOnTruncate);
 }
 
 char* TarnDupStringA(const char* src) {
@@ -360,7 +338,7 @@ char* TarnFormatStringA(const char* format, ...) {
     }
     va_list args;
     va_start(args, format);
-    char* scratch = FormatScratchA(format, args);
+    char* scratch = FormatScratch<NarrowFormatter>(format, args);
     va_end(args);
     if (scratch == NULL) {
         return NULL;
@@ -377,7 +355,7 @@ wchar_t* TarnFormatStringW(const wchar_t* format, ...) {
     }
     va_list args;
     va_start(args, format);
-    wchar_t* scratch = FormatScratchW(format, args);
+    wchar_t* scratch = FormatScratch<WideFormatter>(format, args);
     va_end(args);
     if (scratch == NULL) {
         return NULL;
@@ -400,7 +378,7 @@ int TarnFormatStringBufferA(char* dst, unsigned int dstSize, int failOnTruncate,
     }
     va_list args;
     va_start(args, format);
-    char* scratch = FormatScratchA(format, args);
+    char* scratch = FormatScratch<NarrowFormatter>(format, args);
     va_end(args);
     if (scratch == NULL) {
         return -1;
@@ -425,7 +403,7 @@ int TarnFormatStringBufferW(wchar_t* dst, unsigned int dstSize, int failOnTrunca
     }
     va_list args;
     va_start(args, format);
-    wchar_t* scratch = FormatScratchW(format, args);
+    wchar_t* scratch = FormatScratch<WideFormatter>(format, args);
     va_end(args);
     if (scratch == NULL) {
         return -1;
