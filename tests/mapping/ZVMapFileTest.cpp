@@ -1,5 +1,13 @@
 // CZVMapFile: file-backed and anonymous mappings, the size rules of an open, Close, Resize,
 // CopyAndPerge, the in-object mutex, file times, and calls that go through the virtual slots.
+//
+// The program replaces fread with a thin wrapper around the system library's own (found with
+// dlsym(RTLD_NEXT)) that can be told to deliver nothing, so that the read probe an open runs
+// first finds a file corrupted. The library's calls reach the wrapper because the program's
+// definition comes first in symbol lookup.
+#include <dlfcn.h>
+#include <stdio.h>
+
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -8,6 +16,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +26,26 @@
 #include "TarnError.h"
 #include "TestSupport.h"
 #include "ZVMapFile.h"
+
+namespace {
+
+// While set, fread delivers nothing and counts the calls.
+bool g_failReads = false;
+int g_failedReads = 0;
+
+using FreadFn = size_t (*)(void*, size_t, size_t, FILE*);
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) size_t fread(void* ptr, size_t size, size_t n,
+                                                               FILE* stream) {
+    static FreadFn real = reinterpret_cast<FreadFn>(dlsym(RTLD_NEXT, "fread"));
+    if (g_failReads) {
+        ++g_failedReads;
+        return 0;
+    }
+    return real(ptr, size, n, stream);
+}
 
 namespace {
 

@@ -1,6 +1,7 @@
 // Date-time text: the narrow and wide writers and readers.
 #include <gtest/gtest.h>
 
+#include <errno.h>
 #include <limits.h>
 #include <stdint.h>
 #include <string.h>
@@ -61,8 +62,10 @@ TEST_F(TarnDateTimeStrTest, NarrowWritesEveryShape) {
 
 TEST_F(TarnDateTimeStrTest, NarrowAnyNonZeroUtcFlagMeansUtc) {
     char buf[32];
+    TarnSetLastError(zvtest::kSentinelError);
     EXPECT_EQ(buf, TarnGetDateTimeStrA(&kSample, 0, buf, sizeof(buf), -1));
     EXPECT_STREQ(kFull, buf);
+    EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
 }
 
 TEST_F(TarnDateTimeStrTest, NarrowLimitsOfTheCount) {
@@ -171,6 +174,20 @@ TEST_F(TarnDateTimeStrTest, NarrowSizeZeroReturnsTheStaticBufferWhichTheNextCall
     const char* second = TarnGetDateTimeStrA(&other, 9, nullptr, 0, 1);
     EXPECT_EQ(first, second);
     EXPECT_STREQ("00:00", first);
+}
+
+TEST_F(TarnDateTimeStrTest, NarrowStaticBufferKeepsItsTextAcrossOtherCalls) {
+    const char* text = TarnGetDateTimeStrA(&kSample, 1, nullptr, 0, 1);
+    ASSERT_STREQ("2009/03/07 14:05:09", text);
+    const long other = 0;
+    char buf[32];
+    // A call with a caller buffer, and failing calls without one, leave the static text alone.
+    EXPECT_EQ(buf, TarnGetDateTimeStrA(&other, 0, buf, sizeof(buf), 1));
+    EXPECT_NE(static_cast<const char*>(buf), text);
+    EXPECT_STREQ("---", TarnGetDateTimeStrA(&other, 10, nullptr, 0, 1));
+    EXPECT_STREQ("---", TarnGetDateTimeStrA(&other, 0, nullptr, 0, 0));
+    EXPECT_STREQ("---", TarnGetDateTimeStrA(nullptr, 0, nullptr, 0, 1));
+    EXPECT_STREQ("2009/03/07 14:05:09", text);
 }
 
 TEST_F(TarnDateTimeStrTest, NarrowNullBufferWithSizeGivesDashesAndCode16) {
@@ -310,6 +327,39 @@ TEST_F(TarnDateTimeStrTest, WideNullBufferWithSizeGivesDashesAndCode16) {
     }
 }
 
+TEST_F(TarnDateTimeStrTest, WideNullBufferBelowOneCharacterGivesCode11) {
+    // The conversion checks the size before the pointer.
+    for (unsigned int bytes = 1; bytes <= 3; ++bytes) {
+        SCOPED_TRACE(bytes);
+        TarnSetLastError(zvtest::kSentinelError);
+        const wchar_t* r = TarnGetDateTimeStrW(&kSample, 0, nullptr, bytes, 1);
+        EXPECT_EQ(std::wstring(L"---"), std::wstring(r));
+        EXPECT_EQ(11u, TarnGetLastError());
+    }
+}
+
+TEST_F(TarnDateTimeStrTest, WideAnyNonZeroUtcFlagMeansUtc) {
+    wchar_t buf[32];
+    TarnSetLastError(zvtest::kSentinelError);
+    EXPECT_EQ(buf, TarnGetDateTimeStrW(&kSample, 0, buf, sizeof(buf), 7));
+    EXPECT_EQ(W(kFull), std::wstring(buf));
+    EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
+}
+
+TEST_F(TarnDateTimeStrTest, WideStaticBufferKeepsItsTextAcrossOtherCalls) {
+    const wchar_t* text = TarnGetDateTimeStrW(&kSample, 1, nullptr, 0, 1);
+    ASSERT_EQ(W("2009/03/07 14:05:09"), std::wstring(text));
+    const long other = 0;
+    wchar_t buf[32];
+    // A call with a caller buffer, and failing calls without one, leave the static text alone.
+    EXPECT_EQ(buf, TarnGetDateTimeStrW(&other, 0, buf, sizeof(buf), 1));
+    EXPECT_NE(static_cast<const wchar_t*>(buf), text);
+    EXPECT_EQ(std::wstring(L"---"), std::wstring(TarnGetDateTimeStrW(&other, 10, nullptr, 0, 1)));
+    EXPECT_EQ(std::wstring(L"---"), std::wstring(TarnGetDateTimeStrW(&other, 0, nullptr, 0, 0)));
+    EXPECT_EQ(std::wstring(L"---"), std::wstring(TarnGetDateTimeStrW(nullptr, 0, nullptr, 0, 1)));
+    EXPECT_EQ(W("2009/03/07 14:05:09"), std::wstring(text));
+}
+
 TEST_F(TarnDateTimeStrTest, WideNullValueGivesDashesAndCode16) {
     wchar_t buf[32];
     wmemset(buf, L'x', 32);
@@ -339,10 +389,12 @@ TEST_F(TarnDateTimeStrTest, WideUnknownFormatGivesDashesAndCode31) {
     for (int format : formats) {
         SCOPED_TRACE(format);
         wchar_t buf[32];
+        wmemset(buf, L'x', 32);
         TarnSetLastError(zvtest::kSentinelError);
         const wchar_t* r = TarnGetDateTimeStrW(&kSample, format, buf, sizeof(buf), 1);
         EXPECT_EQ(std::wstring(L"---"), std::wstring(r));
         EXPECT_EQ(31u, TarnGetLastError());
+        EXPECT_EQ(L'x', buf[0]);  // the wide writer never clears the caller's buffer
         if (dashes != nullptr) {
             EXPECT_EQ(dashes, r);  // one constant text
         }
@@ -367,6 +419,7 @@ const ParseCase kParseCases[] = {
     {"format 0 milliseconds are lost", "2009/03/07 14:05:09:999", 0, 0, kSample, 23},
     {"format 1", "2009/03/07 14:05:09", 1, 0, kSample, 19},
     {"format 2", "2009/03/07 14:05", 2, 0, kSample - 9, 16},
+    {"format 2 stops after the minute", "2009/03/07 14:05:09:000", 2, 0, kSample - 9, 16},
     {"format 4 with four digits", "2009/03/07 14:05:09", 4, 0, kSample, 19},
     {"format 5 with four digits", "2009/03/07 14:05", 5, 0, kSample - 9, 16},
     {"format 1 stops after the second", "2009/03/07 14:05:09:123", 1, 0, kSample, 19},
@@ -398,12 +451,22 @@ const ParseCase kParseCases[] = {
     {"two-digit year cannot be represented", "09/03/07", 6, kSample, -1L, 8},
     {"format 4 with two digits", "09/03/07 14:05:09", 4, 0, -1L, 17},
     {"empty text", "", 0, kSample, -1L, 0},
+    {"no digits at all", "abc", 0, kSample, -1L, 3},
+    {"format 3 without digits: year 0", "abc", 3, kSample, -1L, 3},
+    {"last second of the count", "2038/01/19 03:14:07:000", 0, 0, static_cast<long>(INT32_MAX), 23},
+    {"one second past the count", "2038/01/19 03:14:08:000", 0, 0, -1L, 23},
+    {"first second of the count", "1901/12/13 20:45:52:000", 0, 0, static_cast<long>(INT32_MIN),
+     23},
+    {"one second before the count", "1901/12/13 20:45:51:000", 0, 0, -1L, 23},
+    // The time-only shapes read onto a record whose date the reader fixes at 1970-01-01 (the
+    // value passed in plays no part), so the result is the time of day in seconds.
     {"format 7, date 1970-01-01", "14:05:09:123", 7, kSample, Utc(1970, 1, 1, 14, 5, 9), 12},
     {"format 8", "14:05:09", 8, kSample, Utc(1970, 1, 1, 14, 5, 9), 8},
     {"format 9", "14:05", 9, kSample, Utc(1970, 1, 1, 14, 5, 0), 5},
     {"format 9 stops after the minute", "14:05:09", 9, kSample, Utc(1970, 1, 1, 14, 5, 0), 5},
     {"format 8 clamps", "24:60:60", 8, kSample, Utc(1970, 1, 1, 23, 59, 59), 8},
     {"format 8 empty", "", 8, kSample, 0L, 0},
+    {"format 9 without separator", "1405", 9, kSample, Utc(1970, 1, 1, 23, 0, 0), 4},
 };
 
 void CheckNarrowParse(const ParseCase& c) {
@@ -433,6 +496,25 @@ TEST_F(TarnDateTimeStrTest, WideReaderCases) {
     for (const ParseCase& c : kParseCases) {
         CheckWideParse(c);
     }
+}
+
+TEST_F(TarnDateTimeStrTest, NarrowReaderSaturationSetsTheRangeCode) {
+    // strtol saturates with ERANGE on the device; every build reads the field the same way, and
+    // the last error, which is errno, shows it.
+    const char text[] = "2009/4294967296/07 14:05:09:000";
+    long v = 0;
+    TarnSetLastError(zvtest::kSentinelError);
+    EXPECT_EQ(text + 31, TarnParseDateTimeStrA(text, 0, &v, 1));
+    EXPECT_EQ(Utc(2009, 12, 7, 14, 5, 9), v);
+    EXPECT_EQ(static_cast<unsigned int>(ERANGE), TarnGetLastError());
+}
+
+TEST_F(TarnDateTimeStrTest, WideReaderStepsOverWideOnlyCharacters) {
+    // Characters with no narrow form count as separators; a number in front of one is still read.
+    const wchar_t text[] = L"2009\x4E00/03/07\x3000 14:05:09:000\x20AC";
+    long v = 0;
+    EXPECT_EQ(text + 25, TarnParseDateTimeStrW(text, 0, &v, 1));
+    EXPECT_EQ(kSample, v);
 }
 
 TEST_F(TarnDateTimeStrTest, NarrowReaderSetsNoCodeOnSuccess) {
