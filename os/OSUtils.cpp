@@ -40,11 +40,13 @@ time_t TimeFromValue(long value) {
     return static_cast<time_t>(seconds);
 }
 
-/* The reverse direction: a count outside the signed 32-bit range becomes -1, which is what the
- * 32-bit system library's mktime() reports for such dates itself. */
+/* The reverse direction: a count outside the signed 32-bit range becomes -1 with EOVERFLOW in
+ * errno, which is what the 32-bit system library's mktime() reports for such dates itself; the
+ * last error then reads the same on every build. */
 long ValueFromTime(time_t t) {
     int64_t wide = static_cast<int64_t>(t);
     if (wide < INT32_MIN || wide > INT32_MAX) {
+        errno = EOVERFLOW;
         return -1L;
     }
     return static_cast<long>(wide);
@@ -88,12 +90,15 @@ bool NarrowPath(const wchar_t* path, char* narrow) {
     return written != static_cast<size_t>(-1) && written < kNarrowPathLimit;
 }
 
-/* strtol's value kept inside the 32-bit int range, as the 32-bit build's strtol already does. */
+/* strtol's value kept inside the 32-bit int range with ERANGE in errno, as the 32-bit build's
+ * strtol already does. */
 int SaturateToInt32(long value) {
     if (value > static_cast<long>(INT32_MAX)) {
+        errno = ERANGE;
         return INT32_MAX;
     }
     if (value < static_cast<long>(INT32_MIN)) {
+        errno = ERANGE;
         return INT32_MIN;
     }
     return static_cast<int>(value);

@@ -355,6 +355,17 @@ TEST_F(OSUtilsTest, SystemTimeToFileTime2040GivesMinusOne) {
     EXPECT_EQ(-1L, ft);
 }
 
+TEST_F(OSUtilsTest, SystemTimeToFileTimeOutOfRangeLeavesOverflowAsOnTheDevice) {
+    // The device's mktime() fails with EOVERFLOW for a date past the 32-bit count; the 64-bit
+    // build reports the same, so the last error reads 75 on both.
+    _SYSTEMTIME st = Record(2040, 1, 1, 0, 0, 0, 0, 0);
+    long ft = 77;
+    TarnSetLastError(kSentinelError);
+    EXPECT_EQ(1, OS_SystemTimeToFileTime(&st, &ft));
+    EXPECT_EQ(-1L, ft);
+    EXPECT_EQ(static_cast<unsigned int>(EOVERFLOW), TarnGetLastError());
+}
+
 TEST_F(OSUtilsTest, SystemTimeToFileTimeOneSecondBeforeEpochIsAlsoMinusOne) {
     _SYSTEMTIME st = Record(1969, 12, 31, 23, 59, 59, 0, 3);
     long ft = 77;
@@ -592,6 +603,17 @@ TEST_F(OSUtilsTest, WtoiSaturatesToThirtyTwoBits) {
     EXPECT_EQ(2147483647, _wtoi(L"4294967296"));
     EXPECT_EQ(INT32_MIN, _wtoi(L"-4294967296"));
     EXPECT_EQ(2147483647, _wtoi(L"99999999999999999999999"));
+}
+
+TEST_F(OSUtilsTest, WtoiSaturationLeavesRangeErrorOnEveryBuild) {
+    TarnSetLastError(kSentinelError);
+    EXPECT_EQ(2147483647, _wtoi(L"2147483647"));
+    EXPECT_EQ(kSentinelError, TarnGetLastError());
+    EXPECT_EQ(2147483647, _wtoi(L"4294967296"));
+    EXPECT_EQ(static_cast<unsigned int>(ERANGE), TarnGetLastError());
+    TarnSetLastError(kSentinelError);
+    EXPECT_EQ(INT32_MIN, _wtoi(L"-2147483649"));
+    EXPECT_EQ(static_cast<unsigned int>(ERANGE), TarnGetLastError());
 }
 
 TEST_F(OSUtilsTest, WtoiParsesTheConvertedPrefixOfAnUnconvertibleText) {

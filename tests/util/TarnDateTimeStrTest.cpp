@@ -492,6 +492,24 @@ TEST_F(TarnDateTimeStrTest, NarrowReaderCases) {
     }
 }
 
+TEST_F(TarnDateTimeStrTest, TwoDigitYearLeavesTheConversionsOverflowOnEveryBuild) {
+    // Year 9 is outside the 32-bit count: the value becomes -1 and the last error is what the
+    // device's mktime() leaves (EOVERFLOW), with no code of the library's own.
+    long v = kSample;
+    TarnSetLastError(zvtest::kSentinelError);
+    const char* text = "09/03/07";
+    EXPECT_EQ(text + 8, TarnParseDateTimeStrA(text, TARN_DTF_yMD, &v, 1));
+    EXPECT_EQ(-1L, v);
+    EXPECT_EQ(static_cast<unsigned int>(EOVERFLOW), TarnGetLastError());
+
+    v = kSample;
+    TarnSetLastError(zvtest::kSentinelError);
+    const wchar_t* wide = L"09/03/07";
+    EXPECT_EQ(wide + 8, TarnParseDateTimeStrW(wide, TARN_DTF_yMD, &v, 1));
+    EXPECT_EQ(-1L, v);
+    EXPECT_EQ(static_cast<unsigned int>(EOVERFLOW), TarnGetLastError());
+}
+
 TEST_F(TarnDateTimeStrTest, WideReaderCases) {
     for (const ParseCase& c : kParseCases) {
         CheckWideParse(c);
