@@ -69,8 +69,8 @@ int ProbeFirstByte(const char* narrowPath, off_t size) {
         rewind(file);
         unsigned char byte = 0;
         if (fread(&byte, 1, 1, file) != 1) {
-            fclose(file);
             TarnSetLastError(TARN_ERR_FILE_CORRUPTED);
+            fclose(file);
             return 1;
         }
     }
