@@ -36,7 +36,9 @@ public:
     virtual int OpenT(const char* path, unsigned int size, const char* mutexName, int readOnly);
     /* Flushes (unless read-only), unmaps and closes the descriptor. Always 1. */
     virtual int Close();
-    /* New length, keeping min(old, new) bytes. On failure the object is left closed. */
+    /* New length, keeping min(old, new) bytes. A closed, read-only or zero-size request is
+     * refused with the mapping untouched; once the old mapping is closed, a failed reopen leaves
+     * the object closed (an anonymous mapping's bytes are then lost). */
     virtual int Resize(unsigned int newSize);
     /* 1 when mapped; stores the read-only flag when readOnly is non-null. */
     virtual int IsOpened(int* readOnly);

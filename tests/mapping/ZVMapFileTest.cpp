@@ -252,6 +252,8 @@ TEST_F(ZVMapFileTest, MissingFileFailsAndIsNotCreated) {
     EXPECT_EQ(0, map.m_bFileBacked);
     EXPECT_EQ(-1, map.m_hFile);
     EXPECT_EQ(0, map.IsFirst());
+    // A missing file is not corrupted: the copy of the path is stored before the open fails.
+    EXPECT_STREQ(path.c_str(), map.m_pszPath);
 }
 
 TEST_F(ZVMapFileTest, ReadOnlySizeZeroMapsWholeFile) {
@@ -402,8 +404,109 @@ TEST_F(ZVMapFileTest, SecondOpenWhileOpenFailsAndChangesNothing) {
     EXPECT_STREQ("ONE", map.m_pszMutexName);
 }
 
+TEST_F(ZVMapFileTest, CorruptedFileIsRefusedBeforeAnythingChanges) {
+    std::string good = MakeFile("good", 20);
+    std::string bad = MakeFile("bad", 20);
+    int before = NextFreeDescriptor();
+    CZVMapFile map;
+    TarnSetLastError(0);
+    ASSERT_EQ(1, map.OpenA(good.c_str(), 0, "OLD", 1));
+    ASSERT_EQ(1, map.Close());
+    ASSERT_EQ(1, map.IsFirst());
+
+    g_failedReads = 0;
+    g_failReads = true;
+    TarnSetLastError(zvtest::kSentinelError);
+    int narrow = map.OpenA(bad.c_str(), 0, "NEW", 1);
+    int direct = map.OpenT(bad.c_str(), 20, nullptr, 0);
+    int wide = map.OpenW(zvtest::Wide(bad).c_str(), 0, L"NEW", 1);
+    g_failReads = false;
+    EXPECT_EQ(0, narrow);
+    EXPECT_EQ(0, direct);
+    EXPECT_EQ(0, wide);
+    EXPECT_EQ(3, g_failedReads);  // the first failed probe read ends each open
+    // The probe's code is left behind; the mapping sets none of its own.
+    EXPECT_EQ(static_cast<unsigned int>(TARN_ERR_FILE_CORRUPTED), TarnGetLastError());
+    // Refused before the stored copies were replaced and before the first flag was cleared.
+    EXPECT_STREQ(good.c_str(), map.m_pszPath);
+    EXPECT_STREQ("OLD", map.m_pszMutexName);
+    EXPECT_EQ(1, map.IsFirst());
+    EXPECT_EQ(0, map.IsOpened(nullptr));
+    EXPECT_EQ(0, map.m_bFileBacked);
+    EXPECT_EQ(before, NextFreeDescriptor());
+    EXPECT_EQ(Pattern(20), zvtest::ReadFile(bad));
+}
+
+TEST_F(ZVMapFileTest, AnonymousOpenRunsNoProbe) {
+    CZVMapFile map;
+    g_failedReads = 0;
+    g_failReads = true;
+    int result = map.OpenA(nullptr, 16, "NAME", 0);
+    g_failReads = false;
+    EXPECT_EQ(1, result);
+    EXPECT_EQ(0, g_failedReads);
+}
+
+TEST_F(ZVMapFileTest, MapFailureClosesDescriptorAndKeepsCopies) {
+    // A sysfs text attribute can be opened and read but not mapped (ENODEV).
+    const char* path = "/sys/devices/system/cpu/online";
+    int fd = open(path, O_RDONLY);
+    if (fd < 0) {
+        GTEST_SKIP() << "no " << path;
+    }
+    struct stat st;
+    ASSERT_EQ(0, fstat(fd, &st));
+    void* probe = st.st_size > 0
+                      ? mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_SHARED, fd, 0)
+                      : MAP_FAILED;
+    close(fd);
+    if (st.st_size == 0 || probe != MAP_FAILED) {
+        if (probe != MAP_FAILED) {
+            munmap(probe, static_cast<size_t>(st.st_size));
+        }
+        GTEST_SKIP() << path << " is empty or can be mapped here";
+    }
+
+    int before = NextFreeDescriptor();
+    CZVMapFile map;
+    TarnSetLastError(0);
+    EXPECT_EQ(0, map.OpenA(path, 0, "NAME", 1));
+    EXPECT_EQ(before, NextFreeDescriptor());
+    EXPECT_EQ(0, map.IsOpened(nullptr));
+    EXPECT_EQ(nullptr, map.m_pAddress);
+    EXPECT_EQ(-1, map.m_hFile);
+    EXPECT_EQ(0u, map.m_dwLength);
+    EXPECT_EQ(0, map.m_bReadOnly);
+    EXPECT_EQ(0, map.IsFirst());
+    EXPECT_STREQ(path, map.m_pszPath);
+    EXPECT_STREQ("NAME", map.m_pszMutexName);
+    // The file-backed flag is stored only by a successful open: no times, though the stored path
+    // can be stat'ed.
+    EXPECT_EQ(0, map.m_bFileBacked);
+    long t[3] = {1, 2, 3};
+    EXPECT_EQ(0, map.GetFileTime(&t[0], &t[1], &t[2]));
+    EXPECT_EQ(1, t[0]);
+    EXPECT_EQ(2, t[1]);
+    EXPECT_EQ(3, t[2]);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Opening files writable
+
+TEST_F(ZVMapFileTest, WritableOpenOfReadOnlyFileFails) {
+    std::string path = MakeFile("ro", 10);
+    ASSERT_EQ(0, chmod(path.c_str(), 0444));
+    zvtest::ChildResult child = zvtest::RunUnprivileged([&path]() {
+        int before = NextFreeDescriptor();
+        CZVMapFile map;
+        int writable = map.OpenA(path.c_str(), 0, nullptr, 0);
+        int leaked = NextFreeDescriptor() != before ? 1 : 0;
+        int readOnly = map.OpenA(path.c_str(), 0, nullptr, 1);
+        return writable + 10 * leaked + 100 * readOnly;
+    });
+    ASSERT_TRUE(child.ran) << child.reason;
+    EXPECT_EQ(100, child.value);  // only the read-only open succeeds
+}
 
 TEST_F(ZVMapFileTest, WritableSameSizeSucceedsAndWritesThrough) {
     std::string path = MakeFile("f100", 100);
@@ -590,6 +693,20 @@ TEST_F(ZVMapFileTest, IsFirstFollowsLastErrorEleven) {
     TarnSetLastError(11);
     ASSERT_EQ(1, map.OpenW(nullptr, 16, nullptr, 0));
     EXPECT_EQ(0, map.IsFirst());
+}
+
+TEST_F(ZVMapFileTest, IsFirstOfFileMappingFollowsLastError) {
+    // The probe and the open succeed without touching the last error, so the caller's code
+    // decides here too.
+    std::string path = MakeFile("f", 12);
+    CZVMapFile map;
+    TarnSetLastError(11);
+    ASSERT_EQ(1, map.OpenA(path.c_str(), 0, nullptr, 1));
+    EXPECT_EQ(0, map.IsFirst());
+    EXPECT_EQ(1, map.Close());
+    TarnSetLastError(10);
+    ASSERT_EQ(1, map.OpenA(path.c_str(), 0, nullptr, 0));
+    EXPECT_EQ(1, map.IsFirst());
 }
 
 TEST_F(ZVMapFileTest, FailedOpenClearsFirstFlag) {
@@ -1036,6 +1153,39 @@ TEST_F(ZVMapFileTest, LockWithoutCreateMutexUsesZeroedMutex) {
     EXPECT_EQ(1, map.IsLocked());
     EXPECT_EQ(1, map.Lock(0));
     EXPECT_EQ(0, map.IsLocked());
+}
+
+TEST_F(ZVMapFileTest, LockAndCloseMutexReportMutexFailures) {
+    CZVMapFile map;
+    ASSERT_EQ(1, map.CreateMutexA("M"));
+    // An error-checking mutex in place of the default one makes lock and unlock fail on demand.
+    ASSERT_EQ(0, pthread_mutex_destroy(&map.m_Mutex));
+    pthread_mutexattr_t attr;
+    ASSERT_EQ(0, pthread_mutexattr_init(&attr));
+    ASSERT_EQ(0, pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_ERRORCHECK));
+    ASSERT_EQ(0, pthread_mutex_init(&map.m_Mutex, &attr));
+    pthread_mutexattr_destroy(&attr);
+
+    // Unlocking a mutex this thread does not hold fails: 0, and the flag stays set.
+    map.m_bLocked = 1;
+    EXPECT_EQ(0, map.Lock(0));
+    EXPECT_EQ(1, map.IsLocked());
+    // CloseMutex stops at the failed unlock and keeps the mutex.
+    EXPECT_EQ(0, map.CloseMutex());
+    EXPECT_EQ(1, map.m_bMutexCreated);
+    map.m_bLocked = 0;
+
+    // Locking a mutex this thread already holds fails: 0, and the flag stays clear.
+    ASSERT_EQ(0, pthread_mutex_lock(&map.m_Mutex));
+    EXPECT_EQ(0, map.Lock(1));
+    EXPECT_EQ(0, map.IsLocked());
+    ASSERT_EQ(0, pthread_mutex_unlock(&map.m_Mutex));
+
+    EXPECT_EQ(1, map.Lock(1));
+    EXPECT_EQ(1, map.IsLocked());
+    EXPECT_EQ(1, map.CloseMutex());
+    EXPECT_EQ(0, map.IsLocked());
+    EXPECT_EQ(0, map.m_bMutexCreated);
 }
 
 TEST_F(ZVMapFileTest, CreateMutexClearsLockedFlag) {
