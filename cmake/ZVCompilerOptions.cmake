@@ -12,3 +12,8 @@ if(ZV_SANITIZE)
     add_compile_options(${ZV_SANITIZER_FLAGS})
     add_link_options(${ZV_SANITIZER_FLAGS})
 endif()
+
+# Coverage for libFuzzer in everything the fuzz targets link, the library included.
+if(ZV_BUILD_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
