@@ -34,7 +34,7 @@ void FreeCopy(char** slot) {
 }
 
 /* Duplicates a narrow text; a null text stays null. False when the copy could not be made. */
-bool DupOptional(const char* src, char** copy) {
+bool CopyOptional(const char* src, char** copy) {
     *copy = NULL;
     if (src == NULL) {
         return true;
@@ -44,7 +44,7 @@ bool DupOptional(const char* src, char** copy) {
 }
 
 /* Converts a wide text to narrow; a null text stays null. False when the conversion failed. */
-bool NarrowOptional(const wchar_t* src, char** copy) {
+bool CopyOptional(const wchar_t* src, char** copy) {
     *copy = NULL;
     if (src == NULL) {
         return true;
@@ -53,11 +53,34 @@ bool NarrowOptional(const wchar_t* src, char** copy) {
     return *copy != NULL;
 }
 
-/* Frees a copy made by DupOptional or NarrowOptional. */
+/* Frees a copy made by CopyOptional. */
 void FreeOptional(char* copy) {
     if (copy != NULL) {
         TarnFreeBuffer(copy);
     }
+}
+
+/*
+ * OpenA and OpenW: copy (or convert) the path and the mutex name, open through the OpenT slot,
+ * free the copies, and fold the result to 0/1. A text that cannot be copied fails before anything
+ * is opened.
+ */
+template <typename Ch>
+int OpenFromCopies(CZVMapFile* map, const Ch* path, unsigned int size, const Ch* mutexName,
+                   int readOnly) {
+    char* pathCopy = NULL;
+    char* nameCopy = NULL;
+    if (!CopyOptional(path, &pathCopy)) {
+        return 0;
+    }
+    if (!CopyOptional(mutexName, &nameCopy)) {
+        FreeOptional(pathCopy);
+        return 0;
+    }
+    int result = map->OpenT(pathCopy, size, nameCopy, readOnly);
+    FreeOptional(pathCopy);
+    FreeOptional(nameCopy);
+    return result != 0 ? 1 : 0;
 }
 
 /*
@@ -203,36 +226,12 @@ int CZVMapFile::CopyAndPerge(CZVMapFile* source) {
 }
 
 int CZVMapFile::OpenA(const char* path, unsigned int size, const char* mutexName, int readOnly) {
-    char* pathCopy = NULL;
-    char* nameCopy = NULL;
-    if (!DupOptional(path, &pathCopy)) {
-        return 0;
-    }
-    if (!DupOptional(mutexName, &nameCopy)) {
-        FreeOptional(pathCopy);
-        return 0;
-    }
-    int result = OpenT(pathCopy, size, nameCopy, readOnly);
-    FreeOptional(pathCopy);
-    FreeOptional(nameCopy);
-    return result != 0 ? 1 : 0;
+    return OpenFromCopies(this, path, size, mutexName, readOnly);
 }
 
 int CZVMapFile::OpenW(const wchar_t* path, unsigned int size, const wchar_t* mutexName,
                       int readOnly) {
-    char* pathCopy = NULL;
-    char* nameCopy = NULL;
-    if (!NarrowOptional(path, &pathCopy)) {
-        return 0;
-    }
-    if (!NarrowOptional(mutexName, &nameCopy)) {
-        FreeOptional(pathCopy);
-        return 0;
-    }
-    int result = OpenT(pathCopy, size, nameCopy, readOnly);
-    FreeOptional(pathCopy);
-    FreeOptional(nameCopy);
-    return result != 0 ? 1 : 0;
+    return OpenFromCopies(this, path, size, mutexName, readOnly);
 }
 
 int CZVMapFile::OpenT(const char* path, unsigned int size, const char* mutexName, int readOnly) {
@@ -244,10 +243,10 @@ int CZVMapFile::OpenT(const char* path, unsigned int size, const char* mutexName
     }
     FreeCopy(&m_pszPath);
     FreeCopy(&m_pszMutexName);
-    if (!DupOptional(path, &m_pszPath)) {
+    if (!CopyOptional(path, &m_pszPath)) {
         return 0;
     }
-    if (!DupOptional(mutexName, &m_pszMutexName)) {
+    if (!CopyOptional(mutexName, &m_pszMutexName)) {
         return 0;
     }
     m_bFirst = 0;
@@ -315,10 +314,10 @@ int CZVMapFile::Resize(unsigned int newSize) {
     /* OpenT frees the stored copies before it duplicates its arguments: pass copies of them. */
     char* pathCopy = NULL;
     char* nameCopy = NULL;
-    if (!DupOptional(m_pszPath, &pathCopy)) {
+    if (!CopyOptional(m_pszPath, &pathCopy)) {
         return 0;
     }
-    if (!DupOptional(m_pszMutexName, &nameCopy)) {
+    if (!CopyOptional(m_pszMutexName, &nameCopy)) {
         FreeOptional(pathCopy);
         return 0;
     }
@@ -374,7 +373,7 @@ int CZVMapFile::Flush() {
 
 int CZVMapFile::CreateMutexA(const char* name) {
     char* copy = NULL;
-    if (!DupOptional(name, &copy)) {
+    if (!CopyOptional(name, &copy)) {
         return 0;
     }
     /* The name identifies nothing: the mutex lives in this object only. */
@@ -385,7 +384,7 @@ int CZVMapFile::CreateMutexA(const char* name) {
 
 int CZVMapFile::CreateMutexW(const wchar_t* name) {
     char* copy = NULL;
-    if (!NarrowOptional(name, &copy)) {
+    if (!CopyOptional(name, &copy)) {
         return 0;
     }
     int result = InitMutex(this);
