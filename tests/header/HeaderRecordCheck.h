@@ -12,6 +12,18 @@
 
 namespace zvtest {
 
+// The record a reset leaves, built here field by field: zeroes, "NONE", both versions 0xFFFF and
+// checksum -1.
+inline ZV_COMMON_FILE_HEADER_tag AbsentHeader() {
+    ZV_COMMON_FILE_HEADER_tag h;
+    memset(&h, 0, sizeof(h));
+    memcpy(h.szFileType, "NONE", 4);
+    h.wMajorVer = 0xFFFF;
+    h.wMinorVer = 0xFFFF;
+    h.lCheckSum = -1;
+    return h;
+}
+
 // The 38 bytes of the two records match, field by field (for a readable failure) and as a whole.
 inline void ExpectSameRecord(const ZV_COMMON_FILE_HEADER_tag& expected,
                              const ZV_COMMON_FILE_HEADER_tag& actual) {

@@ -17,6 +17,7 @@
 
 namespace {
 
+using zvtest::AbsentHeader;
 using zvtest::ExpectSameRecord;
 
 using zvtest::FileSize;
@@ -26,19 +27,9 @@ using zvtest::WriteFile;
 
 const int32_t kTime = 1236434709;  // 2009-03-07 14:05:09 UTC
 
-ZV_COMMON_FILE_HEADER_tag ResetHeader() {
-    ZV_COMMON_FILE_HEADER_tag h;
-    memset(&h, 0, sizeof(h));
-    memcpy(h.szFileType, "NONE", 4);
-    h.wMajorVer = 0xFFFF;
-    h.wMinorVer = 0xFFFF;
-    h.lCheckSum = -1;
-    return h;
-}
-
 ZV_COMMON_FILE_HEADER_tag Typed(const char* type, uint16_t major, uint16_t minor,
                                 const char* extra) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     memcpy(h.szFileType, type, 4);
     h.wMajorVer = major;
     h.wMinorVer = minor;
@@ -242,7 +233,7 @@ TEST_F(CmnFileCheckTest, MissingFileFailsToOpenForChecksAndReads) {
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFGetCommonFileHeaderW(Wide(path).c_str(), &h));
     EXPECT_EQ(36u, TarnGetLastError());
-    ExpectSameRecord(ResetHeader(), h);  // reset before the file is opened
+    ExpectSameRecord(AbsentHeader(), h);  // reset before the file is opened
 
     WUID w;
     memset(&w, 0xAB, sizeof(w));
@@ -274,7 +265,7 @@ TEST_F(CmnFileCheckTest, MissingFileIsNotFoundForUpdates) {
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
     EXPECT_EQ(38u, TarnGetLastError());
-    ExpectSameRecord(ResetHeader(), h);  // reset comes first
+    ExpectSameRecord(AbsentHeader(), h);  // reset comes first
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderA(path.c_str(), &h));
     EXPECT_EQ(38u, TarnGetLastError());
@@ -337,7 +328,7 @@ TEST_F(CmnFileCheckTest, EmptyFileIsNotStampedAndStaysEmpty) {
     EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderA(path.c_str(), &h));
     EXPECT_EQ(36u, TarnGetLastError());
     EXPECT_EQ(0, FileSize(path));
-    ExpectSameRecord(ResetHeader(), h);  // reset, and nothing stamped before the mapping
+    ExpectSameRecord(AbsentHeader(), h);  // reset, and nothing stamped before the mapping
 }
 
 // ---- the checks ----
@@ -425,7 +416,7 @@ TEST_F(CmnFileCheckTest, AbsentSizePassesLenientAndFailsStrict) {
 
 TEST_F(CmnFileCheckTest, AllAbsentHeaderPassesLenientAndFailsStrictOnSize) {
     std::string path = Path("absent");
-    WriteFile(path, Line(ResetHeader()) + "anything");
+    WriteFile(path, Line(AbsentHeader()) + "anything");
     ExpectValid(path, 1, kOk);
     ExpectAbsValid(path, 0, 39);  // size before checksum
 }
@@ -490,7 +481,7 @@ TEST_F(CmnFileCheckTest, TextWithoutHeaderLinePassesLenientCheck) {
     ZV_COMMON_FILE_HEADER_tag h;
     TarnSetLastError(kOk);
     EXPECT_EQ(1, ZVCFGetCommonFileHeaderW(Wide(path).c_str(), &h));
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "hell", 4);
     ExpectSameRecord(expected, h);
 }
@@ -661,7 +652,7 @@ TEST_F(CmnFileStampTest, UpdateStampsFileWith96ByteFirstLine) {
 TEST_F(CmnFileStampTest, UpdateNarrowForm) {
     std::string body = "abc";
     std::string path = Path("ua");
-    WriteFile(path, Line(ResetHeader()) + body);
+    WriteFile(path, Line(AbsentHeader()) + body);
     ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "");
     time_t before = static_cast<time_t>(zvtest::NowSeconds());
     EXPECT_EQ(1, ZVCFUpdateCommonFileHeaderA(path.c_str(), &h));
@@ -672,7 +663,7 @@ TEST_F(CmnFileStampTest, UpdateNarrowForm) {
 TEST_F(CmnFileStampTest, UpdateOfUnalignedRecord) {
     std::string body = "abc";
     std::string path = Path("unaligned");
-    WriteFile(path, Line(ResetHeader()) + body);
+    WriteFile(path, Line(AbsentHeader()) + body);
     char storage[64];
     ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "x");
     memcpy(storage + 1, &h, sizeof(h));
@@ -737,7 +728,7 @@ TEST_F(CmnFileStampTest, UpdateTakesCrLfTogether) {
 TEST_F(CmnFileStampTest, UpdateTwiceKeepsBody) {
     std::string body = "payload";
     std::string path = Path("twice");
-    WriteFile(path, Line(ResetHeader()) + body);
+    WriteFile(path, Line(AbsentHeader()) + body);
     ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "a");
     EXPECT_EQ(1, ZVCFUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
     ZV_COMMON_FILE_HEADER_tag h2 = Typed("ENVB", 4, 5, "b");
@@ -771,7 +762,7 @@ TEST_F(CmnFileStampTest, UpdateOfShortFirstLineFailsAndLeavesFile) {
     EXPECT_EQ(0, ZVCFGetAndUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
     EXPECT_EQ(66u, TarnGetLastError());
     EXPECT_EQ(content, ReadFile(path));
-    ZV_COMMON_FILE_HEADER_tag parsed = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag parsed = AbsentHeader();
     memcpy(parsed.szFileType, "aaaa", 4);
     ExpectSameRecord(parsed, h);
 }
@@ -822,7 +813,7 @@ TEST_F(CmnFileStampTest, GetAndUpdateOfLongHeaderMovesBodyThenFailsToShrink) {
 
 TEST_F(CmnFileStampTest, ReadOnlyFileCannotBeStamped) {
     std::string body = "read only";
-    std::string content = Line(ResetHeader()) + body;
+    std::string content = Line(AbsentHeader()) + body;
     std::string path = Path("ro");
     WriteFile(path, content);
     ASSERT_EQ(0, chmod(path.c_str(), 0444));
@@ -924,7 +915,7 @@ TEST_F(CmnFileStampTest, UpdateDoesNotParseOldLine) {
 
 TEST_F(CmnFileStampTest, StampedFileWuidMatchesRecord) {
     std::string path = Path("wuid");
-    WriteFile(path, Line(ResetHeader()) + "abc");
+    WriteFile(path, Line(AbsentHeader()) + "abc");
     ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "");
     ASSERT_EQ(1, ZVCFUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
     WUID fromRecord, fromFile;
@@ -983,8 +974,8 @@ TEST_F(CmnFileStampTest, GetAndUpdateOfThreeByteFirstLineFailsAndLeavesFile) {
 TEST_F(CmnFileStampTest, UpdateWritesZeroTypeAsNone) {
     std::string body = "zz";
     std::string path = Path("zerotype");
-    WriteFile(path, Line(ResetHeader()) + body);
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    WriteFile(path, Line(AbsentHeader()) + body);
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     memset(h.szFileType, 0, 4);
     EXPECT_EQ(1, ZVCFUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
     EXPECT_EQ(std::string(4, '\0'), std::string(h.szFileType, 4));  // the record keeps its bytes
@@ -996,7 +987,7 @@ TEST_F(CmnFileStampTest, UpdateWritesZeroTypeAsNone) {
 
 TEST_F(CmnFileStampTest, StampedTimeRoundTripsThroughTheFile) {
     std::string path = Path("lm");
-    WriteFile(path, Line(ResetHeader()) + "abc");
+    WriteFile(path, Line(AbsentHeader()) + "abc");
     ZV_COMMON_FILE_HEADER_tag h = Typed("ENVT", 1, 0, "");
     ASSERT_EQ(1, ZVCFUpdateCommonFileHeaderW(Wide(path).c_str(), &h));
     ZV_COMMON_FILE_HEADER_tag back;
@@ -1015,7 +1006,7 @@ TEST_F(CmnFileCheckTest, KeyLikeTextInPlainFileIsParsed) {
     ExpectAbsValid(path, 0, 74);
     ZV_COMMON_FILE_HEADER_tag h;
     ASSERT_EQ(1, ZVCFGetCommonFileHeaderW(Wide(path).c_str(), &h));
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "hell", 4);
     expected.dwDataSize = 5;
     ExpectSameRecord(expected, h);
@@ -1059,7 +1050,7 @@ TEST_F(CmnFileCheckTest, NarrowFormsFailAtOnceWhenThePathDoesNotConvert) {
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFGetCommonFileHeaderW(L"", &h));
     EXPECT_EQ(36u, TarnGetLastError());
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
     TarnSetLastError(kOk);
     EXPECT_EQ(0, ZVCFGetWUIDFromFileW(L"", &w));
     EXPECT_EQ(36u, TarnGetLastError());

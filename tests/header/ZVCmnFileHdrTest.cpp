@@ -14,6 +14,7 @@
 
 namespace {
 
+using zvtest::AbsentHeader;
 using zvtest::ExpectSameRecord;
 
 using zvtest::Utc;
@@ -41,18 +42,8 @@ const char kFullLine[] =
 static_assert(sizeof(kAbsentLine) == 97, "a header line is 96 bytes");
 static_assert(sizeof(kFullLine) == 97, "a header line is 96 bytes");
 
-ZV_COMMON_FILE_HEADER_tag ResetHeader() {
-    ZV_COMMON_FILE_HEADER_tag h;
-    memset(&h, 0, sizeof(h));
-    memcpy(h.szFileType, "NONE", 4);
-    h.wMajorVer = 0xFFFF;
-    h.wMinorVer = 0xFFFF;
-    h.lCheckSum = -1;
-    return h;
-}
-
 ZV_COMMON_FILE_HEADER_tag FullHeader() {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     memcpy(h.szFileType, "ENVT", 4);
     h.wMajorVer = 1;
     h.wMinorVer = 0;
@@ -186,13 +177,13 @@ TEST_F(CmnFileHdrTest, CreateLargerBufferWritesOnly96BytesAndNoNul) {
 // ---- ZVCFCreateCommonFileHeader: the bytes ----
 
 TEST_F(CmnFileHdrTest, AllAbsentRecordWithZeroTypeIsWrittenAsNone) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     memset(h.szFileType, 0, 4);
     EXPECT_EQ(std::string(kAbsentLine, 96), Line(h));
 }
 
 TEST_F(CmnFileHdrTest, ResetRecordIsWrittenAsAllAbsent) {
-    EXPECT_EQ(std::string(kAbsentLine, 96), Line(ResetHeader()));
+    EXPECT_EQ(std::string(kAbsentLine, 96), Line(AbsentHeader()));
 }
 
 TEST_F(CmnFileHdrTest, FullRecordIsWrittenByteForByte) {
@@ -211,7 +202,7 @@ TEST_F(CmnFileHdrTest, RecordWithOffsetInsideAnotherBufferIsRead) {
 }
 
 TEST_F(CmnFileHdrTest, VersionsAreWrittenModulo100) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     h.wMajorVer = 123;
     h.wMinorVer = 0xFFFE;
     EXPECT_EQ("NONE2334", Line(h).substr(0, 8));
@@ -224,7 +215,7 @@ TEST_F(CmnFileHdrTest, VersionsAreWrittenModulo100) {
 }
 
 TEST_F(CmnFileHdrTest, OnlyVersion0xFFFFIsWrittenAsStars) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     h.wMajorVer = 0xFFFF;
     h.wMinorVer = 5;
     EXPECT_EQ("NONE**05", Line(h).substr(0, 8));
@@ -234,7 +225,7 @@ TEST_F(CmnFileHdrTest, OnlyVersion0xFFFFIsWrittenAsStars) {
 }
 
 TEST_F(CmnFileHdrTest, NonPrintableTypeBytesBecomeUnderscores) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     const char type[4] = {'A', '\x01', '\x7F', '\x80'};
     memcpy(h.szFileType, type, 4);
     EXPECT_EQ("A___****", Line(h).substr(0, 8));
@@ -247,7 +238,7 @@ TEST_F(CmnFileHdrTest, NonPrintableTypeBytesBecomeUnderscores) {
 }
 
 TEST_F(CmnFileHdrTest, TimeFieldShapes) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     h.lLastModified = 1;
     EXPECT_EQ(",LM:1970/01/01 00:00:01:000,", Line(h).substr(8, 28));
     h.lLastModified = INT32_MAX;
@@ -257,7 +248,7 @@ TEST_F(CmnFileHdrTest, TimeFieldShapes) {
 }
 
 TEST_F(CmnFileHdrTest, SizeFieldShapes) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     h.dwDataSize = 1;
     EXPECT_EQ(",DS:0000000001,", Line(h).substr(35, 15));
     h.dwDataSize = UINT32_MAX;
@@ -265,7 +256,7 @@ TEST_F(CmnFileHdrTest, SizeFieldShapes) {
 }
 
 TEST_F(CmnFileHdrTest, ChecksumFieldShapes) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     h.lCheckSum = 0;
     EXPECT_EQ(",CS:00000,", Line(h).substr(49, 10));
     h.lCheckSum = 65535;
@@ -279,7 +270,7 @@ TEST_F(CmnFileHdrTest, ChecksumFieldShapes) {
 }
 
 TEST_F(CmnFileHdrTest, MacFieldShapes) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     memset(h.byMacAddr, 0xFF, 6);
     EXPECT_EQ(",MA:FF-FF-FF-FF-FF-FF,", Line(h).substr(58, 22));
     memset(h.byMacAddr, 0, 6);
@@ -291,7 +282,7 @@ TEST_F(CmnFileHdrTest, MacFieldShapes) {
 }
 
 TEST_F(CmnFileHdrTest, NonPrintableExtraInfoBecomesBlank) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     strcpy(h.szExtraInfo, "ab\x01\x7F\xC3z");
     EXPECT_EQ(",EI:ab   z     \r\n", Line(h).substr(79));
     strcpy(h.szExtraInfo, "ab\x01\x7Fz");
@@ -299,13 +290,13 @@ TEST_F(CmnFileHdrTest, NonPrintableExtraInfoBecomesBlank) {
 }
 
 TEST_F(CmnFileHdrTest, ExtraInfoOfElevenCharacters) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     strcpy(h.szExtraInfo, "abcdefghijk");
     EXPECT_EQ(",EI:abcdefghijk\r\n", Line(h).substr(79));
 }
 
 TEST_F(CmnFileHdrTest, UnterminatedExtraInfoIsCutToElevenCharacters) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     memcpy(h.szExtraInfo, "abcdefghijkl", 12);  // no NUL in the field
     std::string line = Line(h);
     EXPECT_EQ(",EI:abcdefghijk\r\n", line.substr(79));
@@ -313,7 +304,7 @@ TEST_F(CmnFileHdrTest, UnterminatedExtraInfoIsCutToElevenCharacters) {
 }
 
 TEST_F(CmnFileHdrTest, ExtraInfoWithLeadingBlanks) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     strcpy(h.szExtraInfo, "  x");
     EXPECT_EQ(",EI:  x        \r\n", Line(h).substr(79));
 }
@@ -326,14 +317,14 @@ TEST_F(CmnFileHdrTest, ParseSizeZeroResetsRecordAndReturnsZero) {
     TarnSetLastError(zvtest::kSentinelError);
     EXPECT_EQ(0, ZVCFParseCommonFileHeader(&h, "ENVT0100\r\n", 0));
     EXPECT_EQ(zvtest::kSentinelError, TarnGetLastError());
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
 }
 
 TEST_F(CmnFileHdrTest, ParseSizeZeroWithNullData) {
     ZV_COMMON_FILE_HEADER_tag h;
     memset(&h, 0xAB, sizeof(h));
     EXPECT_EQ(0, ZVCFParseCommonFileHeader(&h, nullptr, 0));
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
 }
 
 TEST_F(CmnFileHdrTest, ParseFullLineReproducesRecord) {
@@ -347,7 +338,7 @@ TEST_F(CmnFileHdrTest, ParseFullLineReproducesRecord) {
 TEST_F(CmnFileHdrTest, ParseAbsentLineGivesResetRecord) {
     ZV_COMMON_FILE_HEADER_tag h;
     EXPECT_EQ(96, Parse(std::string(kAbsentLine, 96), &h));
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
 }
 
 TEST_F(CmnFileHdrTest, ParseIntoUnalignedRecord) {
@@ -399,7 +390,7 @@ TEST_F(CmnFileHdrTest, ParseStopsAtSizeEvenIfLineGoesOn) {
     ZV_COMMON_FILE_HEADER_tag h;
     // Only the first 20 bytes are given: the line is those 20 bytes.
     EXPECT_EQ(20, ZVCFParseCommonFileHeader(&h, kFullLine, 20));
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "ENVT", 4);
     expected.wMajorVer = 1;
     expected.wMinorVer = 0;
@@ -420,30 +411,30 @@ TEST_F(CmnFileHdrTest, ParseCrLfAfterCrCountsOnce) {
 TEST_F(CmnFileHdrTest, ParseCrAloneEndsTheLine) {
     ZV_COMMON_FILE_HEADER_tag h;
     EXPECT_EQ(3, Parse("AB\rCD\nEF", &h));
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
 }
 
 TEST_F(CmnFileHdrTest, ParseEmptyFirstLine) {
     ZV_COMMON_FILE_HEADER_tag h;
     EXPECT_EQ(2, Parse("\r\n" + std::string(kFullLine, 96), &h));
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
     EXPECT_EQ(1, Parse("\nENVT0100", &h));
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
     EXPECT_EQ(1, Parse("\rENVT0100", &h));
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
 }
 
 TEST_F(CmnFileHdrTest, ParseContentShorterThanFourBytes) {
     ZV_COMMON_FILE_HEADER_tag h;
     EXPECT_EQ(5, Parse("ENV\r\nENVT0102", &h));
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
     EXPECT_EQ(3, Parse("ENV", &h));
-    ExpectSameRecord(ResetHeader(), h);
+    ExpectSameRecord(AbsentHeader(), h);
 }
 
 TEST_F(CmnFileHdrTest, ParseContentOfFourOrFiveBytes) {
     ZV_COMMON_FILE_HEADER_tag h;
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "ENVB", 4);
     EXPECT_EQ(6, Parse("ENVB\r\n", &h));
     ExpectSameRecord(expected, h);
@@ -453,7 +444,7 @@ TEST_F(CmnFileHdrTest, ParseContentOfFourOrFiveBytes) {
 
 TEST_F(CmnFileHdrTest, ParseContentOfSixOrSevenBytes) {
     ZV_COMMON_FILE_HEADER_tag h;
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "ENVB", 4);
     expected.wMajorVer = 12;
     EXPECT_EQ(8, Parse("ENVB12\r\n", &h));
@@ -464,7 +455,7 @@ TEST_F(CmnFileHdrTest, ParseContentOfSixOrSevenBytes) {
 
 TEST_F(CmnFileHdrTest, ParseContentOfEightBytes) {
     ZV_COMMON_FILE_HEADER_tag h;
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "ENVB", 4);
     expected.wMajorVer = 12;
     expected.wMinorVer = 34;
@@ -563,7 +554,7 @@ TEST_F(CmnFileHdrTest, ParseStarMacIsLeftZeroWhateverFollows) {
 
 TEST_F(CmnFileHdrTest, ParseEachFieldPresentAlone) {
     ZV_COMMON_FILE_HEADER_tag h;
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "ABCD", 4);
     expected.wMajorVer = 0;
     expected.wMinorVer = 0;
@@ -597,7 +588,7 @@ TEST_F(CmnFileHdrTest, ParseEachFieldPresentAlone) {
 
 TEST_F(CmnFileHdrTest, ParseStarFieldsAreAbsent) {
     ZV_COMMON_FILE_HEADER_tag h;
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "ABCD", 4);
     EXPECT_EQ(34, Parse("ABCD****,LM:*,DS:*,CS:*,MA:*,EI:\r\n", &h));
     ExpectSameRecord(expected, h);
@@ -713,7 +704,7 @@ TEST_F(CmnFileHdrTest, ParseNonLettersBeforeKeyAreSkipped) {
 TEST_F(CmnFileHdrTest, ParsePlainTextAsHeader) {
     ZV_COMMON_FILE_HEADER_tag h;
     EXPECT_EQ(11, Parse("hello world", &h));
-    ZV_COMMON_FILE_HEADER_tag expected = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag expected = AbsentHeader();
     memcpy(expected.szFileType, "hell", 4);
     ExpectSameRecord(expected, h);
 }
@@ -733,7 +724,7 @@ TEST_F(CmnFileHdrTest, GetWuidNullArguments) {
 }
 
 TEST_F(CmnFileHdrTest, WuidOfTimeZeroWithoutMacBorrowsThroughFlags) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     WUID w;
     memset(&w, 0x11, sizeof(w));
     EXPECT_EQ(1, ZVCFGetWUID(&h, &w));
@@ -743,7 +734,7 @@ TEST_F(CmnFileHdrTest, WuidOfTimeZeroWithoutMacBorrowsThroughFlags) {
 }
 
 TEST_F(CmnFileHdrTest, WuidOfTimeZeroWithMac) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     const uint8_t mac[6] = {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E};
     memcpy(h.byMacAddr, mac, 6);
     WUID w;
@@ -756,7 +747,7 @@ TEST_F(CmnFileHdrTest, WuidOfTimeZeroWithMac) {
 }
 
 TEST_F(CmnFileHdrTest, WuidOfKnownTimeWithoutMac) {
-    ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
     h.lLastModified = kTime;
     const uint8_t zero[6] = {0, 0, 0, 0, 0, 0};
     WUID e = ExpectedWuid(2, 2009, 3, 7, 14, 5, 9, zero);
@@ -790,7 +781,7 @@ TEST_F(CmnFileHdrTest, WuidOfSeveralTimes) {
                           {2016, 2, 29, 12, 30, 45}, {1901, 12, 13, 20, 45, 52}};
     const uint8_t mac[6] = {0xFF, 0x01, 0x80, 0x7F, 0x00, 0x10};
     for (const Case& c : cases) {
-        ZV_COMMON_FILE_HEADER_tag h = ResetHeader();
+        ZV_COMMON_FILE_HEADER_tag h = AbsentHeader();
         long t = Utc(c.year, c.month, c.day, c.hour, c.minute, c.second);
         h.lLastModified = static_cast<int32_t>(t);
         memcpy(h.byMacAddr, mac, 6);
@@ -815,7 +806,7 @@ TEST_F(CmnFileHdrTest, WuidOfUnalignedRecord) {
 
 TEST_F(CmnFileHdrTest, WuidIgnoresEverythingButTimeAndMac) {
     ZV_COMMON_FILE_HEADER_tag a = FullHeader();
-    ZV_COMMON_FILE_HEADER_tag b = ResetHeader();
+    ZV_COMMON_FILE_HEADER_tag b = AbsentHeader();
     b.lLastModified = a.lLastModified;
     memcpy(b.byMacAddr, a.byMacAddr, 6);
     WUID wa, wb;
