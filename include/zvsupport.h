@@ -14,6 +14,7 @@
 #include "ZVMapFile.h"
 #include "ZVSharedData.h"
 #include "ZVCmnFileHdr.h"
+#include "ZVEnvData.h"
 #include "ZVFileAccess.h"
 
 #endif /* ZVSUPPORT_H */
