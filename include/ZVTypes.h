@@ -103,4 +103,46 @@ typedef struct WUID {
 
 ZV_STATIC_ASSERT(sizeof(WUID) == 12, "a WUID is 12 bytes");
 
+/* Entry types of an enumeration, by the kind of item listed. */
+enum {
+    ZVEV_ENTRY_DIR = 1,     /* a directory, locked or not */
+    ZVEV_ENTRY_BINARY = 2,  /* binary data */
+    ZVEV_ENTRY_BOOLEAN = 3, /* a boolean */
+    ZVEV_ENTRY_INTEGER = 4, /* an integer written in decimal (other radixes are not listed) */
+    ZVEV_ENTRY_REAL = 5,    /* a real */
+    ZVEV_ENTRY_STRING = 6   /* a string */
+};
+
+/* Enumeration options: bits of the options argument of ZVEVEnumEntries. */
+enum {
+    ZVEV_ENUM_DIRS = 1, /* list directories */
+    ZVEV_ENUM_KEYS = 2, /* list keys */
+    ZVEV_ENUM_SORT = 4  /* sort the entries by name, ignoring ASCII letter case */
+};
+
+#pragma pack(push, 1)
+/* One entry of an enumeration: the name (inside the same block) and the entry type. Packed: the
+ * type follows the pointer directly (6 bytes on the device) and entries lie back to back. */
+typedef struct ZVEV_ENUM_ENTRY_tag {
+    char* pszName;
+    uint16_t wType;
+} ZVEV_ENUM_ENTRY_tag;
+
+/*
+ * A snapshot of one directory's names: one library buffer holding the count, count entries (room
+ * for one even when the count is 0), then the names. Released with ZVEVFreeSnapList.
+ */
+typedef struct ZVEV_ENUM_LIST_tag {
+    uint32_t dwCount;
+    ZVEV_ENUM_ENTRY_tag Entries[1]; /* dwCount entries */
+} ZVEV_ENUM_LIST_tag;
+#pragma pack(pop)
+
+ZV_STATIC_ASSERT(offsetof(ZVEV_ENUM_ENTRY_tag, wType) == sizeof(char*), "type after the name");
+ZV_STATIC_ASSERT(sizeof(ZVEV_ENUM_ENTRY_tag) == sizeof(char*) + 2, "entries are packed");
+ZV_STATIC_ASSERT(offsetof(ZVEV_ENUM_LIST_tag, Entries) == 4, "entries follow the count");
+#if defined(ZV_DEVICE_ABI)
+ZV_STATIC_ASSERT(sizeof(ZVEV_ENUM_ENTRY_tag) == 6, "an entry is 6 bytes on the device");
+#endif
+
 #endif /* ZVTYPES_H */

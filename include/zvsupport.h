@@ -15,6 +15,7 @@
 #include "ZVSharedData.h"
 #include "ZVCmnFileHdr.h"
 #include "ZVEnvData.h"
+#include "ZVEnvFile.h"
 #include "ZVFileAccess.h"
 
 #endif /* ZVSUPPORT_H */
