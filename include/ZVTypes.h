@@ -145,4 +145,61 @@ ZV_STATIC_ASSERT(offsetof(ZVEV_ENUM_LIST_tag, Entries) == 4, "entries follow the
 ZV_STATIC_ASSERT(sizeof(ZVEV_ENUM_ENTRY_tag) == 6, "an entry is 6 bytes on the device");
 #endif
 
+/*
+ * Kinds of the tokens the text environment reader cuts its input into (ZV_TOKEN_tag.nKind), and
+ * which member of the token holds the value of each.
+ */
+typedef enum ZV_TOKEN_KIND {
+    ZV_TOKEN_NONE = 0,     /* no token yet, deleted, or handed to the pushback stack */
+    ZV_TOKEN_DECIMAL = 1,  /* decimal integer within the signed 32-bit range: nValue */
+    ZV_TOKEN_REAL = 2,     /* number with a point or an exponent: dValue */
+    ZV_TOKEN_STRING = 3,   /* quoted literal: pszText, the decoded text in a library string
+                              buffer the token owns (release it with DeleteToken), dwLength its
+                              decoded byte count (it may hold NUL bytes) */
+    ZV_TOKEN_NAME = 4,     /* name: pszText points into the data, dwLength bytes, no NUL */
+    ZV_TOKEN_CHAR = 5,     /* one byte: a splitter = / { } , or any byte no other rule takes:
+                              nValue is the byte 0-255 (cChar reads it as a char) */
+    ZV_TOKEN_COMMENT = 6,  /* comment: pszText points at the byte after '#' in the data,
+                              dwLength bytes up to the line end, no NUL */
+    ZV_TOKEN_LINE_END = 7, /* CR LF or LF */
+    ZV_TOKEN_BLANKS = 8,   /* a run of blanks and tabs */
+    ZV_TOKEN_HEX = 9,      /* 0x digits: nValue (the 32 bits, negated for '-') */
+    ZV_TOKEN_OCT = 10,     /* 0o digits: nValue */
+    ZV_TOKEN_BIN = 11,     /* 0b digits: nValue */
+    ZV_TOKEN_BIG = 12      /* decimal integer outside the signed 32-bit range: dValue */
+} ZV_TOKEN_KIND;
+
+/*
+ * One token of the text environment reader. On the device: seven 32-bit words, 28 bytes, the
+ * double of kinds 2 and 12 spanning the value and length words. Other builds keep the same
+ * members in their natural layout (a pointer-sized value word, the double over it).
+ */
+typedef struct ZV_TOKEN_tag {
+    int32_t nStart;  /* position of the first byte in the data */
+    int32_t nEnd;    /* position just behind the token */
+    int32_t nLine;   /* line, counted from 0 */
+    int32_t nColumn; /* display column of the first byte, from 0, a tab to the next multiple of 4 */
+    int32_t nKind;   /* a ZV_TOKEN_KIND */
+    __extension__ union {
+        struct {
+            union {
+                int32_t nValue; /* kinds 1, 5, 9, 10, 11 */
+                char* pszText;  /* kinds 3, 4, 6 */
+                char cChar;     /* kind 5: the low byte of nValue */
+            };
+            uint32_t dwLength; /* kinds 3, 4, 6 */
+        };
+        double dValue; /* kinds 2, 12 */
+    };
+} ZV_TOKEN_tag;
+
+#if defined(ZV_DEVICE_ABI)
+ZV_STATIC_ASSERT(sizeof(ZV_TOKEN_tag) == 28, "ZV_TOKEN_tag is seven words on the device");
+ZV_STATIC_ASSERT(offsetof(ZV_TOKEN_tag, nKind) == 16, "kind at 16");
+ZV_STATIC_ASSERT(offsetof(ZV_TOKEN_tag, nValue) == 20, "value word at 20");
+ZV_STATIC_ASSERT(offsetof(ZV_TOKEN_tag, pszText) == 20, "text pointer in the value word");
+ZV_STATIC_ASSERT(offsetof(ZV_TOKEN_tag, dwLength) == 24, "length word at 24");
+ZV_STATIC_ASSERT(offsetof(ZV_TOKEN_tag, dValue) == 20, "double over value and length words");
+#endif
+
 #endif /* ZVTYPES_H */

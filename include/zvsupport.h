@@ -17,5 +17,6 @@
 #include "ZVEnvData.h"
 #include "ZVEnvFile.h"
 #include "ZVFileAccess.h"
+#include "ZVTokenProvider.h"
 
 #endif /* ZVSUPPORT_H */
