@@ -9,6 +9,7 @@
 
 #include "TarnString.h"
 #include "ZVEnvItem.h"
+#include "ZVParseEnvFile.h"
 
 using namespace zvenv;
 
@@ -150,6 +151,12 @@ int CZVEnvData::Open(const char* sharedName, const char* ownerKey) {
     m_pData = nullptr;
     m_dwDataSize = 0;
     return 1;
+}
+
+/* Fills the locked store from a file in either form (the parser empties it first). */
+int CZVEnvData::Load(const char* path) {
+    CZVParseEnvFile parser;
+    return parser.Parse(path, this) ? 1 : 0;
 }
 
 int CZVEnvData::Close() {

@@ -15,8 +15,9 @@
 #include "ZVSharedData.h"
 #include "ZVCmnFileHdr.h"
 #include "ZVEnvData.h"
+#include "ZVTokenProvider.h"
+#include "ZVParseEnvFile.h"
 #include "ZVEnvFile.h"
 #include "ZVFileAccess.h"
-#include "ZVTokenProvider.h"
 
 #endif /* ZVSUPPORT_H */

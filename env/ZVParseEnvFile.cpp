@@ -1,0 +1,343 @@
+/*
+ * ZVParseEnvFile.cpp - reads an environment file into a store: the header line decides the
+ * form; the text form is parsed item by item through the tokenizer, the binary form is handed to
+ * the store as it is.
+ */
+#include "ZVParseEnvFile.h"
+
+#include <math.h>
+#include <string.h>
+
+#include "ZVCmnFileHdr.h"
+
+namespace {
+
+/* A token that is released (its string freed) when it goes out of scope. */
+class HeldToken {
+public:
+    explicit HeldToken(CZVTokenProvider& provider) : m_provider(provider) {
+        memset(&token, 0, sizeof token);
+    }
+    ~HeldToken() { m_provider.DeleteToken(&token); }
+    HeldToken(const HeldToken&) = delete;
+    HeldToken& operator=(const HeldToken&) = delete;
+
+    bool IsChar(char c) const {
+        return token.nKind == ZV_TOKEN_CHAR &&
+               static_cast<unsigned char>(token.nValue) == static_cast<unsigned char>(c);
+    }
+
+    ZV_TOKEN_tag token;
+
+private:
+    CZVTokenProvider& m_provider;
+};
+
+bool IsInteger(int kind) {
+    return kind == ZV_TOKEN_DECIMAL || kind == ZV_TOKEN_HEX || kind == ZV_TOKEN_OCT ||
+           kind == ZV_TOKEN_BIN;
+}
+
+/* The radix an integer token is kept in: 0 (decimal, or the key's own) for decimal numbers. */
+unsigned char RadixOf(int kind) {
+    switch (kind) {
+        case ZV_TOKEN_HEX:
+            return ZVED_ITEM_HEX;
+        case ZV_TOKEN_OCT:
+            return ZVED_ITEM_OCT;
+        case ZV_TOKEN_BIN:
+            return ZVED_ITEM_BIN;
+        default:
+            return 0;
+    }
+}
+
+/* A real truncated toward zero and reduced modulo 2^32 (4294967295 gives -1). False for
+ * infinite and not-a-number values, which no integer can hold. */
+bool TruncateToInt32(double value, int* out) {
+    if (!isfinite(value)) {
+        return false;
+    }
+    double reduced = fmod(trunc(value), 4294967296.0);
+    if (reduced < 0) {
+        reduced += 4294967296.0;
+    }
+    *out = static_cast<int>(static_cast<unsigned int>(reduced));
+    return true;
+}
+
+/* The text and length of a name or string token (a literal's text counts up to its NUL). */
+bool TextOf(const ZV_TOKEN_tag& token, const char** text, int* length) {
+    if (token.nKind == ZV_TOKEN_NAME) {
+        *text = token.pszText;
+        *length = static_cast<int>(token.dwLength);
+        return true;
+    }
+    if (token.nKind == ZV_TOKEN_STRING) {
+        *text = token.pszText;
+        *length = -1;
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+CZVParseEnvFile::CZVParseEnvFile() : m_pEnvData(nullptr), m_bTrailingComment(0) {}
+
+CZVParseEnvFile::~CZVParseEnvFile() {}
+
+int CZVParseEnvFile::Parse(const char* path, CZVEnvData* store) {
+    m_pEnvData = store;
+    m_bTrailingComment = 0;
+    if (store == nullptr || !store->Reset(nullptr, 0)) {
+        return 0;
+    }
+    if (m_MapFile.IsOpened(nullptr) && !m_MapFile.Close()) {
+        return 0;
+    }
+    ZV_COMMON_FILE_HEADER_tag header;
+    if (path == nullptr || !ZVCFGetCommonFileHeaderA(path, &header)) {
+        return 0;
+    }
+    bool text = memcmp(header.szFileType, "ENVT", 4) == 0;
+    if (!text && memcmp(header.szFileType, "ENVB", 4) != 0) {
+        return 0;
+    }
+    /* 00.xx and 01.00 are read; an absent version (0xFFFF) is not. */
+    if (header.wMajorVer > 1 || (header.wMajorVer == 1 && header.wMinorVer != 0)) {
+        return 0;
+    }
+    if (!m_MapFile.OpenA(path, 0, nullptr, 1)) {
+        return 0;
+    }
+    /* The body starts behind the file's first line feed; without one it is empty. */
+    char* data = static_cast<char*>(m_MapFile.m_pAddress);
+    unsigned int size = m_MapFile.m_dwLength;
+    const char* lf = static_cast<const char*>(memchr(data, '\n', size));
+    unsigned int bodyStart = lf != nullptr ? static_cast<unsigned int>(lf - data) + 1 : size;
+    char* body = data + bodyStart;
+    unsigned int bodySize = size - bodyStart;
+
+    int read;
+    if (text) {
+        read = m_Tokenizer.SetData(body, bodySize) && m_Tokenizer.Reset();
+        while (read && !m_Tokenizer.IsEndOfData()) {
+            read = ParseItem(0);
+        }
+    } else {
+        read = store->Reset(body, bodySize);
+    }
+    if (!read || !store->AssignFormat(text ? 0 : 1)) {
+        m_MapFile.Close();
+        return 0;
+    }
+    if (!m_MapFile.Close()) {
+        return 0;
+    }
+    return store->SetCommonFileHeader(&header) ? 1 : 0;
+}
+
+int CZVParseEnvFile::SkipSpace(unsigned int dir, ZV_TOKEN_tag* token) {
+    token->nKind = ZV_TOKEN_NONE;
+    for (;;) {
+        if (m_Tokenizer.IsEndOfData()) {
+            return 1;
+        }
+        if (!m_Tokenizer.GetToken(token)) {
+            return 0;
+        }
+        switch (token->nKind) {
+            case ZV_TOKEN_BLANKS:
+                break;
+            case ZV_TOKEN_LINE_END:
+                m_bTrailingComment = 0;
+                break;
+            case ZV_TOKEN_COMMENT:
+                /* The comment keeps its column, so the writer puts it back where it stood. */
+                m_pEnvData->InsertComment(
+                    dir, token->pszText, static_cast<int>(token->dwLength),
+                    m_bTrailingComment ? ZVED_ITEM_TRAILING_COMMENT : ZVED_ITEM_COMMENT,
+                    static_cast<unsigned short>(token->nColumn));
+                m_bTrailingComment = 0;
+                break;
+            case ZV_TOKEN_CHAR:
+                if (static_cast<unsigned char>(token->nValue) == '/') {
+                    HeldToken next(m_Tokenizer);
+                    if (!m_Tokenizer.GetToken(&next.token)) {
+                        return 0;
+                    }
+                    if (next.token.nKind == ZV_TOKEN_LINE_END) {
+                        break; /* a '/' at a line end joins the next line */
+                    }
+                    if (!m_Tokenizer.PushbackToken(&next.token)) {
+                        return 0;
+                    }
+                }
+                return 1;
+            default:
+                return 1;
+        }
+        m_Tokenizer.DeleteToken(token);
+        token->nKind = ZV_TOKEN_NONE; /* dropped: the end of the data returns no token */
+    }
+}
+
+/* Binary data: the bytes of a "c" key between '{' and '}', at most count of them, 0-255 each. */
+static int ParseBinaryBytes(CZVParseEnvFile* parser, unsigned int dir, unsigned int item,
+                            unsigned int count) {
+    unsigned int filled = 0;
+    for (;;) {
+        HeldToken value(parser->m_Tokenizer);
+        if (!parser->SkipSpace(dir, &value.token)) {
+            return 0;
+        }
+        if (value.IsChar('}')) {
+            return 1;
+        }
+        int byte;
+        if (IsInteger(value.token.nKind)) {
+            byte = value.token.nValue;
+        } else if (value.token.nKind == ZV_TOKEN_REAL) {
+            if (!TruncateToInt32(value.token.dValue, &byte) || fabs(value.token.dValue) >= 256.0) {
+                return 0;
+            }
+        } else {
+            return 0;
+        }
+        if (byte < 0 || byte > 255 || filled == count) {
+            return 0;
+        }
+        /* A comment inside the block was inserted into the store and may have moved the
+         * buffer: the byte pointer is fetched anew. */
+        void* bytes = nullptr;
+        if (!parser->m_pEnvData->GetBinDataBuf(item, &bytes, nullptr)) {
+            return 0;
+        }
+        static_cast<unsigned char*>(bytes)[filled++] = static_cast<unsigned char>(byte);
+    }
+}
+
+/* The value of a key: the letter in front of the name gives its type. */
+static int ParseValue(CZVParseEnvFile* parser, unsigned int dir, const char* name, int length,
+                      const ZV_TOKEN_tag& value) {
+    CZVEnvData* store = parser->m_pEnvData;
+    const char* key = name + 1;
+    int keyLength = length > 0 ? length - 1 : length;
+    int kind = value.nKind;
+    int number = 0;
+    switch (name[0]) {
+        case 'n':
+            if (IsInteger(kind)) {
+                number = value.nValue;
+            } else if (kind != ZV_TOKEN_REAL && kind != ZV_TOKEN_BIG) {
+                return 0;
+            } else if (!TruncateToInt32(value.dValue, &number)) {
+                return 0;
+            }
+            return store->SetInteger(dir, key, keyLength, number, RadixOf(kind)) != 0;
+        case 'r':
+            if (IsInteger(kind)) {
+                return store->SetDouble(dir, key, keyLength, value.nValue) != 0;
+            }
+            if (kind != ZV_TOKEN_REAL && kind != ZV_TOKEN_BIG) {
+                return 0;
+            }
+            return store->SetDouble(dir, key, keyLength, value.dValue) != 0;
+        case 'b':
+            if (kind != ZV_TOKEN_NAME) {
+                return 0;
+            }
+            if (store->IsSameName(value.pszText, static_cast<int>(value.dwLength), "True", 4)) {
+                return store->SetBoolean(dir, key, keyLength, 1) != 0;
+            }
+            if (store->IsSameName(value.pszText, static_cast<int>(value.dwLength), "False", 5)) {
+                return store->SetBoolean(dir, key, keyLength, 0) != 0;
+            }
+            return 0;
+        case 's': {
+            const char* text;
+            int textLength;
+            return TextOf(value, &text, &textLength) &&
+                   store->SetString(dir, key, keyLength, text, textLength) != 0;
+        }
+        default: {
+            const char* text;
+            int textLength;
+            return TextOf(value, &text, &textLength) &&
+                   store->SetString(dir, name, length, text, textLength) != 0;
+        }
+    }
+}
+
+/* A "c" key: the count, then '{', the bytes and '}'. */
+static int ParseBinary(CZVParseEnvFile* parser, unsigned int dir, const char* name, int length,
+                       const ZV_TOKEN_tag& count) {
+    if (!IsInteger(count.nKind) || count.nValue < 0) {
+        return 0;
+    }
+    CZVEnvData* store = parser->m_pEnvData;
+    int keyLength = length > 0 ? length - 1 : length;
+    unsigned int size = static_cast<unsigned int>(count.nValue);
+    unsigned int item = store->SetBinData(dir, name + 1, keyLength, nullptr, size);
+    if (item == 0) {
+        return 0;
+    }
+    HeldToken open(parser->m_Tokenizer);
+    if (!parser->SkipSpace(dir, &open.token) || !open.IsChar('{')) {
+        return 0;
+    }
+    return ParseBinaryBytes(parser, dir, item, size);
+}
+
+/* The items of a directory up to its closing brace. */
+static int ParseDirectory(CZVParseEnvFile* parser, unsigned int dir) {
+    for (;;) {
+        HeldToken next(parser->m_Tokenizer);
+        if (!parser->SkipSpace(dir, &next.token) || next.token.nKind == ZV_TOKEN_NONE) {
+            return 0; /* the data ended before the closing brace */
+        }
+        if (next.IsChar('}')) {
+            return 1;
+        }
+        if (!parser->m_Tokenizer.PushbackToken(&next.token) || !parser->ParseItem(dir)) {
+            return 0;
+        }
+    }
+}
+
+int CZVParseEnvFile::ParseItem(unsigned int dir) {
+    HeldToken nameToken(m_Tokenizer);
+    if (!SkipSpace(dir, &nameToken.token)) {
+        return 0;
+    }
+    if (nameToken.token.nKind == ZV_TOKEN_NONE) {
+        return 1;
+    }
+    const char* name;
+    int length;
+    if (!TextOf(nameToken.token, &name, &length) || name == nullptr || name[0] == '\0' ||
+        length == 0 || !m_pEnvData->IsValidName(name, length)) {
+        return 0;
+    }
+    HeldToken splitter(m_Tokenizer);
+    if (!SkipSpace(dir, &splitter.token) || splitter.token.nKind != ZV_TOKEN_CHAR) {
+        return 0;
+    }
+    if (splitter.IsChar('{')) {
+        unsigned int sub = m_pEnvData->CreateSubDir(dir, name, length);
+        return sub != 0 && ParseDirectory(this, sub);
+    }
+    if (!splitter.IsChar('=')) {
+        return 0;
+    }
+    m_bTrailingComment = 1;
+    HeldToken value(m_Tokenizer);
+    if (!SkipSpace(dir, &value.token) || value.token.nKind == ZV_TOKEN_NONE) {
+        return 0;
+    }
+    if (name[0] == 'c') {
+        return ParseBinary(this, dir, name, length, value.token);
+    }
+    return ParseValue(this, dir, name, length, value.token);
+}
