@@ -9,6 +9,7 @@
  */
 #include "ZVTokenProvider.h"
 
+#include <errno.h>
 #include <math.h>
 #include <stdint.h>
 #include <string.h>
@@ -240,6 +241,17 @@ void CopyNumber(const ZV_TOKEN_tag& from, ZV_TOKEN_tag* to) {
 /* A number token's value as a double. */
 double NumberOf(const ZV_TOKEN_tag& token) {
     return token.nKind == ZV_TOKEN_DECIMAL ? static_cast<double>(token.nValue) : token.dValue;
+}
+
+/*
+ * mantissa * 10^exponent in floating point. pow reports an overflow or underflow in errno, which
+ * is the caller's last-error code: the tokenizer reports by its results only, so it is kept.
+ */
+double PowerOfTen(double mantissa, double exponent) {
+    const int saved = errno;
+    const double result = mantissa * pow(10.0, exponent);
+    errno = saved;
+    return result;
 }
 
 /*
@@ -686,7 +698,7 @@ int CZVTokenProvider::MatchExpFrac(const char* text, int n, ZV_TOKEN_tag* token)
         token->nValue = scaled;
     } else {
         token->nKind = ZV_TOKEN_REAL;
-        token->dValue = NumberOf(mantissa) * pow(10.0, NumberOf(exponent));
+        token->dValue = PowerOfTen(NumberOf(mantissa), NumberOf(exponent));
     }
     return i;
 }
