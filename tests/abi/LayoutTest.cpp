@@ -55,8 +55,53 @@ TEST(LayoutTest, DeviceSizes) {
     EXPECT_EQ(68u, sizeof(CZVMapFile));
     EXPECT_EQ(216u, sizeof(CZVSharedData));
     EXPECT_EQ(8u, sizeof(CCsLock));
+    EXPECT_EQ(1820u, sizeof(CZVTokenProvider));
+}
+
+// The token: seven 32-bit words, the double of reals and big numbers over the last two.
+TEST(LayoutTest, DeviceTokenWords) {
+    EXPECT_EQ(28u, sizeof(ZV_TOKEN_tag));
+    EXPECT_EQ(0u, offsetof(ZV_TOKEN_tag, nStart));
+    EXPECT_EQ(4u, offsetof(ZV_TOKEN_tag, nEnd));
+    EXPECT_EQ(8u, offsetof(ZV_TOKEN_tag, nLine));
+    EXPECT_EQ(12u, offsetof(ZV_TOKEN_tag, nColumn));
+    EXPECT_EQ(16u, offsetof(ZV_TOKEN_tag, nKind));
+    EXPECT_EQ(20u, offsetof(ZV_TOKEN_tag, nValue));
+    EXPECT_EQ(20u, offsetof(ZV_TOKEN_tag, pszText));
+    EXPECT_EQ(20u, offsetof(ZV_TOKEN_tag, cChar));
+    EXPECT_EQ(24u, offsetof(ZV_TOKEN_tag, dwLength));
+    EXPECT_EQ(20u, offsetof(ZV_TOKEN_tag, dValue));
+}
+
+// The provider's fields: the vtable pointer, 64 tokens, then six words.
+TEST(LayoutTest, DeviceTokenProviderFields) {
+    CZVTokenProvider provider;
+    const char* base = reinterpret_cast<const char*>(&provider);
+    auto at = [base](const void* field) { return static_cast<const char*>(field) - base; };
+    EXPECT_EQ(4, at(&provider.m_Pushback));
+    EXPECT_EQ(1796, at(&provider.m_nPushbackCount));
+    EXPECT_EQ(1800, at(&provider.m_pData));
+    EXPECT_EQ(1804, at(&provider.m_dwDataLength));
+    EXPECT_EQ(1808, at(&provider.m_nCurLine));
+    EXPECT_EQ(1812, at(&provider.m_nLineStart));
+    EXPECT_EQ(1816, at(&provider.m_nCurPos));
 }
 #endif
+
+// The token's words in place: the low byte of the value word is a single character, and the
+// double of kinds 2 and 12 starts at the value word.
+TEST(LayoutTest, TokenValueWordsOverlay) {
+    ZV_TOKEN_tag token;
+    std::memset(&token, 0, sizeof token);
+    token.nValue = 0x41;
+    EXPECT_EQ('A', token.cChar);
+    EXPECT_EQ(offsetof(ZV_TOKEN_tag, nValue), offsetof(ZV_TOKEN_tag, dValue));
+    EXPECT_EQ(offsetof(ZV_TOKEN_tag, nValue), offsetof(ZV_TOKEN_tag, pszText));
+    EXPECT_EQ(offsetof(ZV_TOKEN_tag, nValue) + sizeof(char*), offsetof(ZV_TOKEN_tag, dwLength));
+    EXPECT_EQ(20u, offsetof(ZV_TOKEN_tag, nKind) + sizeof(int32_t));
+    EXPECT_EQ(4u, sizeof token.nKind);
+    EXPECT_EQ(4u, sizeof token.dwLength);
+}
 
 TEST(LayoutTest, MapFileSlotOrder) {
     // Slots 0 and 1 are the complete and deleting destructors.
@@ -86,6 +131,33 @@ TEST(LayoutTest, SharedDataSlotOrder) {
     EXPECT_EQ(6, SlotOf(&CZVSharedData::GetSize));
     EXPECT_EQ(7, SlotOf(&CZVSharedData::SetSize));
     EXPECT_EQ(8, SlotOf(&CZVSharedData::GetUserData));
+}
+
+TEST(LayoutTest, TokenProviderSlotOrder) {
+    // Slots 0 and 1 are the complete and deleting destructors.
+    EXPECT_EQ(2, SlotOf(&CZVTokenProvider::SetData));
+    EXPECT_EQ(3, SlotOf(&CZVTokenProvider::Reset));
+    EXPECT_EQ(4, SlotOf(&CZVTokenProvider::GetCurLine));
+    EXPECT_EQ(5, SlotOf(&CZVTokenProvider::GetCurPos));
+    EXPECT_EQ(6, SlotOf(&CZVTokenProvider::IsEndOfData));
+    EXPECT_EQ(7, SlotOf(&CZVTokenProvider::GetToken));
+    EXPECT_EQ(8, SlotOf(&CZVTokenProvider::DeleteToken));
+    EXPECT_EQ(9, SlotOf(&CZVTokenProvider::PushbackToken));
+    EXPECT_EQ(10, SlotOf(&CZVTokenProvider::MatchSpace));
+    EXPECT_EQ(11, SlotOf(&CZVTokenProvider::MatchSign));
+    EXPECT_EQ(12, SlotOf(&CZVTokenProvider::MatchLineEnd));
+    EXPECT_EQ(13, SlotOf(&CZVTokenProvider::MatchComment));
+    EXPECT_EQ(14, SlotOf(&CZVTokenProvider::MatchVariable));
+    EXPECT_EQ(15, SlotOf(&CZVTokenProvider::MatchRiteral));
+    EXPECT_EQ(16, SlotOf(&CZVTokenProvider::MatchHex));
+    EXPECT_EQ(17, SlotOf(&CZVTokenProvider::MatchOct));
+    EXPECT_EQ(18, SlotOf(&CZVTokenProvider::MatchBin));
+    EXPECT_EQ(19, SlotOf(&CZVTokenProvider::MatchUDec));
+    EXPECT_EQ(20, SlotOf(&CZVTokenProvider::MatchFrac));
+    EXPECT_EQ(21, SlotOf(&CZVTokenProvider::MatchFloat));
+    EXPECT_EQ(22, SlotOf(&CZVTokenProvider::MatchExpFrac));
+    EXPECT_EQ(23, SlotOf(&CZVTokenProvider::MatchNumber));
+    EXPECT_EQ(24, SlotOf(&CZVTokenProvider::MatchSplitter));
 }
 
 TEST(LayoutTest, CsLockHoldsItsCriticalSectionBehindTheTable) {
