@@ -173,6 +173,9 @@ typedef enum ZV_TOKEN_KIND {
  * One token of the text environment reader. On the device: seven 32-bit words, 28 bytes, the
  * double of kinds 2 and 12 spanning the value and length words. Other builds keep the same
  * members in their natural layout (a pointer-sized value word, the double over it).
+ * The members of the value words are reached directly (token.nValue, token.dValue); the nameless
+ * struct that makes this possible is standard C11 and, marked __extension__, is accepted without
+ * a warning by pedantic C++ builds too.
  */
 typedef struct ZV_TOKEN_tag {
     int32_t nStart;  /* position of the first byte in the data */
