@@ -68,18 +68,37 @@ const char* DateText(int32_t value, char* text) {
     return TarnGetDateTimeStrA(&wide, TARN_DTF_YMDHMSM, text, kDateLength + 1u, 1);
 }
 
+/* Loads and stores a field that may lie unaligned in a packed record. */
+template <typename T>
+T LoadField(const T* field) {
+    T value;
+    memcpy(&value, field, sizeof value);
+    return value;
+}
+
+template <typename T>
+void StoreField(T* field, T value) {
+    memcpy(field, &value, sizeof value);
+}
+
 /* Reads the 23 bytes at field as date-time text into *value. The bytes are copied into a
  * terminated text first, so reading stops at the field's end. */
 bool ReadDateText(const char* field, int32_t* value) {
     char text[kDateLength + 1u];
     memcpy(text, field, kDateLength);
     text[kDateLength] = '\0';
-    long wide = *value;
+    long wide = LoadField(value);
     if (TarnParseDateTimeStrA(text, TARN_DTF_YMDHMSM, &wide, 1) == NULL) {
         return false;
     }
-    *value = static_cast<int32_t>(wide);
+    StoreField(value, static_cast<int32_t>(wide));
     return true;
+}
+
+/* Adds one digit to a number field, wrapping in the field's own type. */
+template <typename T>
+void AddDigit(T* field, unsigned int base, unsigned int digit) {
+    StoreField(field, static_cast<T>(LoadField(field) * base + digit));
 }
 
 /* The fixed-position reading of one line. Numbers accumulate digit by digit into their field's
@@ -98,7 +117,7 @@ struct LineReader {
             if (c < '0' || c > '9') {
                 return false;
             }
-            *field = static_cast<T>(*field * 10u + static_cast<unsigned int>(c - '0'));
+            AddDigit(field, 10u, static_cast<unsigned int>(c - '0'));
         }
         return true;
     }
@@ -118,7 +137,7 @@ struct LineReader {
             } else {
                 return false;
             }
-            *field = static_cast<uint16_t>(*field * 16u + value);
+            AddDigit(field, 16u, value);
         }
         return true;
     }
@@ -271,25 +290,30 @@ bool InitialiseFile(CZVErrorHistory* h) {
 }
 
 /* Takes the capacity from the header of a file mapped at its own size; the size must be the one
- * the header's MC gives. Closes the file on failure. */
+ * the header's MC gives. */
 bool CheckFile(CZVErrorHistory* h) {
     const unsigned int length = h->m_MapFile.m_dwLength;
     if (length < kHeaderLine) {
-        h->Close();
         TarnSetLastError(TARN_ERR_EH_FILE_CORRUPTED);
         return false;
     }
     if (!h->ExchangeHeader(0, h->m_MapFile.m_pAddress)) {
-        h->Close();
         return false;
     }
     if (length != FileSizeFor(h->m_wMC)) {
-        h->Close();
         TarnSetLastError(TARN_ERR_EH_FILE_CORRUPTED);
         return false;
     }
     h->m_wCapacity = h->m_wMC;
     return true;
+}
+
+/* Closes the file after a failure and keeps the failure's code: closing writes the mapping back,
+ * and a failing write would leave its own errno as the last error. */
+void CloseAfterFailure(CZVErrorHistory* h) {
+    const unsigned int code = TarnGetLastError();
+    h->Close();
+    TarnSetLastError(code);
 }
 
 /* Whether the header just read fits the mapping: MC slots fill it, RC <= MC and TO < MC. Another
@@ -469,15 +493,10 @@ int CZVErrorHistory::Open() {
         TarnSetLastError(TARN_ERR_EH_OPEN_FILE);
         return 0;
     }
-    if (initialise ? !InitialiseFile(this) : !CheckFile(this)) {
-        if (IsOpened()) {
-            Close();
-        }
-        return 0;
-    }
-    /* Writes the header, stamps LM, flushes and releases the mutex taken above. */
-    if (!Lock(0)) {
-        Close();
+    const bool ready = initialise ? InitialiseFile(this) : CheckFile(this);
+    /* Lock(0) writes the header, stamps LM, flushes and releases the mutex taken above. */
+    if (!ready || !Lock(0)) {
+        CloseAfterFailure(this);
         return 0;
     }
     return 1;
