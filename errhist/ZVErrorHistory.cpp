@@ -378,8 +378,8 @@ void SelectIds(long start, int count, unsigned int magnitude, long* first, long*
     }
 }
 
-/* Reads n records from the slot of the unwrapped id first on into records; *readCount counts
- * them as they are read. */
+/* Reads n records into records, starting offset records after the oldest and stepping one slot
+ * forward each time (from the last slot back to slot 0); *readCount counts them as read. */
 bool ReadRecords(CZVErrorHistory* h, long offset, unsigned int n, ERRHIST_tag* records,
                  int* readCount) {
     const unsigned int slots = h->m_wMC;
