@@ -173,13 +173,18 @@ int CZVEnvData::Close() {
 int CZVEnvData::Reset(const void* data, unsigned int size) {
     unsigned int total;
     if (size > 6) {
-        if (data == nullptr || !AddSize(ZVED_ROOT_DIR, size, &total) ||
-            !m_SharedData.SetSize(total)) {
+        if (data == nullptr || !AddSize(ZVED_ROOT_DIR, size, &total)) {
+            return 0;
+        }
+        /* The bytes may be part of this very buffer (a subtree made the whole tree): they
+         * overlap their destination, and growing may move them. */
+        SafeBytes safeData(data, size, m_pData, m_dwDataSize);
+        if (!safeData.Ok() || !m_SharedData.SetSize(total)) {
             return 0;
         }
         m_pData = static_cast<unsigned char*>(m_SharedData.GetData());
         m_dwDataSize = m_SharedData.GetSize();
-        memcpy(m_pData + ZVED_ROOT_DIR, data, size);
+        memcpy(m_pData + ZVED_ROOT_DIR, safeData.Bytes(), size);
     } else {
         if (!m_SharedData.SetSize(ZVED_ROOT_DIR + kEmptyRootSize)) {
             return 0;
