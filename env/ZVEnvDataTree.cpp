@@ -535,8 +535,10 @@ unsigned int CZVEnvData::InsertItem(unsigned int dir, unsigned int size) {
     if (list.count >= ZVED_MAX_DEPTH) {
         return 0;
     }
+    /* The new item goes behind the directory's last byte, which must lie past its head: a
+     * loaded directory whose size is shorter than its head would get it inside the head. */
     unsigned int dirSize = GetItemSizeNoValidate(dir);
-    if (dirSize == 0) {
+    if (dirSize == 0 || SkipDirHead(dir) == 0) {
         return 0;
     }
     list.dir[list.count] = dir;
