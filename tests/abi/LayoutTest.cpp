@@ -171,6 +171,44 @@ TEST(LayoutTest, ObjectHolderFieldOrder) {
 #endif
 }
 
+// The mapped file's fields: the vtable pointer, three ints, the mutex, three ints, two strings,
+// the length and the address.
+TEST(LayoutTest, MapFileFieldOrder) {
+    CZVMapFile map;
+#if defined(__i386__)
+    const std::ptrdiff_t expected[] = {4, 8, 12, 16, 40, 44, 48, 52, 56, 60, 64};
+#else
+    const std::ptrdiff_t expected[] = {8, 12, 16, 24, 64, 68, 72, 80, 88, 96, 104};
+#endif
+    const std::ptrdiff_t actual[] = {
+        OffsetIn(map, map.m_bFileBacked),   OffsetIn(map, map.m_hFile),
+        OffsetIn(map, map.m_bReadOnly),     OffsetIn(map, map.m_Mutex),
+        OffsetIn(map, map.m_bMutexCreated), OffsetIn(map, map.m_bLocked),
+        OffsetIn(map, map.m_bFirst),        OffsetIn(map, map.m_pszPath),
+        OffsetIn(map, map.m_pszMutexName),  OffsetIn(map, map.m_dwLength),
+        OffsetIn(map, map.m_pAddress)};
+    for (size_t i = 0; i < sizeof expected / sizeof expected[0]; ++i) {
+        EXPECT_EQ(expected[i], actual[i]) << "field " << i;
+    }
+}
+
+// The shared data block's fields: page size, the 64-byte name, the two mappings, two pointers.
+TEST(LayoutTest, SharedDataFieldOrder) {
+    CZVSharedData block;
+#if defined(__i386__)
+    const std::ptrdiff_t expected[] = {4, 8, 72, 140, 208, 212};
+#else
+    const std::ptrdiff_t expected[] = {8, 12, 80, 192, 304, 312};
+#endif
+    const std::ptrdiff_t actual[] = {
+        OffsetIn(block, block.m_dwPageSize), OffsetIn(block, block.m_szName),
+        OffsetIn(block, block.m_CtrlMap),    OffsetIn(block, block.m_DataMap),
+        OffsetIn(block, block.m_pHeader),    OffsetIn(block, block.m_pPrivateHeader)};
+    for (size_t i = 0; i < sizeof expected / sizeof expected[0]; ++i) {
+        EXPECT_EQ(expected[i], actual[i]) << "field " << i;
+    }
+}
+
 TEST(LayoutTest, MapFileSlotOrder) {
     // Slots 0 and 1 are the complete and deleting destructors.
     EXPECT_EQ(2, SlotOf(&CZVMapFile::CopyAndPerge));
@@ -248,7 +286,6 @@ TEST(LayoutTest, ObjectHolderSlotOrder) {
     EXPECT_EQ(3, SlotOf(&CZVObjectHolder::GetObject));
     EXPECT_EQ(4, SlotOf(&CZVObjectHolder::SetObject));
 }
-
 
 TEST(LayoutTest, EnvDataSlotOrder) {
     // Slots 0 and 1 are the complete and deleting destructors (see below).
@@ -337,7 +374,6 @@ TEST(LayoutTest, EnvDataDestructorsAreSlotsZeroAndOne) {
     EXPECT_NE(TableOf(heap)[0], TableOf(heap)[1]);
     reinterpret_cast<void (*)(CZVEnvData*)>(TableOf(heap)[1])(heap);
 }
-
 
 TEST(LayoutTest, EnvDataFieldsInTheirOrder) {
     CZVEnvData store;
