@@ -405,6 +405,97 @@ TEST(LayoutTest, EnvDataDeviceLayout) {
 }
 #endif
 
+TEST(LayoutTest, EnvFileSlotOrder) {
+    EXPECT_EQ(2, SlotOf(&CZVEnvFile::AddRef));
+    EXPECT_EQ(3, SlotOf(&CZVEnvFile::Release));
+    EXPECT_EQ(4, SlotOf(&CZVEnvFile::OpenFile));
+    EXPECT_EQ(5, SlotOf(&CZVEnvFile::Close));
+    EXPECT_EQ(6, SlotOf(&CZVEnvFile::IsOpened));
+    EXPECT_EQ(7, SlotOf(&CZVEnvFile::Flush));
+    EXPECT_EQ(8, SlotOf(&CZVEnvFile::SaveAs));
+    EXPECT_EQ(9, SlotOf(&CZVEnvFile::AssignDir));
+    EXPECT_EQ(10, SlotOf(&CZVEnvFile::GetAssignedDir));
+    EXPECT_EQ(11, SlotOf(&CZVEnvFile::GetFormat));
+    EXPECT_EQ(12, SlotOf(&CZVEnvFile::AssignFormat));
+    EXPECT_EQ(13, SlotOf(&CZVEnvFile::CheckDirExist));
+    EXPECT_EQ(14, SlotOf(&CZVEnvFile::CreateDir));
+    EXPECT_EQ(15, SlotOf(&CZVEnvFile::RemoveDir));
+    EXPECT_EQ(16, SlotOf(&CZVEnvFile::CheckKeyExist));
+    EXPECT_EQ(17, SlotOf(&CZVEnvFile::RemoveKey));
+    EXPECT_EQ(18, SlotOf(&CZVEnvFile::Lock));
+    EXPECT_EQ(19, SlotOf(&CZVEnvFile::IsLocked));
+    EXPECT_EQ(20, SlotOf(&CZVEnvFile::SetInteger));
+    EXPECT_EQ(21, SlotOf(&CZVEnvFile::GetInteger));
+    EXPECT_EQ(22, SlotOf(&CZVEnvFile::SetDouble));
+    EXPECT_EQ(23, SlotOf(&CZVEnvFile::GetDouble));
+    EXPECT_EQ(24, SlotOf(&CZVEnvFile::SetBoolean));
+    EXPECT_EQ(25, SlotOf(&CZVEnvFile::GetBoolean));
+    EXPECT_EQ(26, SlotOf(&CZVEnvFile::SetString));
+    EXPECT_EQ(27, SlotOf(&CZVEnvFile::GetString));
+    EXPECT_EQ(28, SlotOf(&CZVEnvFile::SetData));
+    EXPECT_EQ(29, SlotOf(&CZVEnvFile::GetData));
+    EXPECT_EQ(30, SlotOf(&CZVEnvFile::EnumEntries));
+    EXPECT_EQ(31, SlotOf(&CZVEnvFile::PrepareDir));
+    EXPECT_EQ(32, SlotOf(&CZVEnvFile::PrepareKey));
+    EXPECT_EQ(33, SlotOf(&CZVEnvFile::GetFullPath));
+    EXPECT_EQ(34, SlotOf(&CZVEnvFile::GetValidateID));
+}
+
+TEST(LayoutTest, ParseEnvFileSlotOrder) {
+    EXPECT_EQ(2, SlotOf(&CZVParseEnvFile::Parse));
+    EXPECT_EQ(3, SlotOf(&CZVParseEnvFile::SkipSpace));
+    EXPECT_EQ(4, SlotOf(&CZVParseEnvFile::ParseItem));
+}
+
+TEST(LayoutTest, EnvFileFieldsFollowTheTableInOrder) {
+    CZVEnvFile file;
+    const std::ptrdiff_t word = sizeof(void*);
+    EXPECT_EQ(word, OffsetIn(file, file.m_nRefCount));
+    EXPECT_LT(OffsetIn(file, file.m_nRefCount), OffsetIn(file, file.m_pszFilePath));
+    EXPECT_EQ(OffsetIn(file, file.m_pszFilePath) + word, OffsetIn(file, file.m_pszAssignedDir));
+    EXPECT_EQ(OffsetIn(file, file.m_pszAssignedDir) + word, OffsetIn(file, file.m_EnvData));
+    EXPECT_EQ(OffsetIn(file, file.m_EnvData) + static_cast<std::ptrdiff_t>(sizeof(CZVEnvData)),
+              OffsetIn(file, file.m_CriticalSection));
+    CZVParseEnvFile parser;
+    EXPECT_EQ(word, OffsetIn(parser, parser.m_pEnvData));
+    EXPECT_EQ(2 * word, OffsetIn(parser, parser.m_MapFile));
+    EXPECT_EQ(OffsetIn(parser, parser.m_MapFile) + static_cast<std::ptrdiff_t>(sizeof(CZVMapFile)),
+              OffsetIn(parser, parser.m_Tokenizer));
+    EXPECT_LT(OffsetIn(parser, parser.m_Tokenizer), OffsetIn(parser, parser.m_bTrailingComment));
+}
+
+TEST(LayoutTest, EnumerationRecordsArePacked) {
+    EXPECT_EQ(sizeof(char*), offsetof(ZVEV_ENUM_ENTRY_tag, wType));
+    EXPECT_EQ(sizeof(char*) + 2, sizeof(ZVEV_ENUM_ENTRY_tag));
+    EXPECT_EQ(0u, offsetof(ZVEV_ENUM_LIST_tag, dwCount));
+    EXPECT_EQ(4u, offsetof(ZVEV_ENUM_LIST_tag, Entries));
+    EXPECT_EQ(4 + sizeof(ZVEV_ENUM_ENTRY_tag), sizeof(ZVEV_ENUM_LIST_tag));
+}
+
+#if defined(__i386__)
+TEST(LayoutTest, DeviceEnvFileLayout) {
+    EXPECT_EQ(288u, sizeof(CZVEnvFile));
+    CZVEnvFile file;
+    EXPECT_EQ(4, OffsetIn(file, file.m_nRefCount));
+    EXPECT_EQ(8, OffsetIn(file, file.m_pszFilePath));
+    EXPECT_EQ(12, OffsetIn(file, file.m_pszAssignedDir));
+    EXPECT_EQ(16, OffsetIn(file, file.m_EnvData));
+    EXPECT_EQ(264, OffsetIn(file, file.m_CriticalSection));
+    EXPECT_EQ(24u, sizeof(file.m_CriticalSection));
+    EXPECT_EQ(6u, sizeof(ZVEV_ENUM_ENTRY_tag));
+    EXPECT_EQ(10u, sizeof(ZVEV_ENUM_LIST_tag));
+}
+
+TEST(LayoutTest, DeviceParseEnvFileLayout) {
+    EXPECT_EQ(1900u, sizeof(CZVParseEnvFile));
+    CZVParseEnvFile parser;
+    EXPECT_EQ(4, OffsetIn(parser, parser.m_pEnvData));
+    EXPECT_EQ(8, OffsetIn(parser, parser.m_MapFile));
+    EXPECT_EQ(76, OffsetIn(parser, parser.m_Tokenizer));
+    EXPECT_EQ(1896, OffsetIn(parser, parser.m_bTrailingComment));
+}
+#endif
+
 TEST(LayoutTest, CsLockHoldsItsCriticalSectionBehindTheTable) {
     pthread_mutex_t cs;
     std::memset(&cs, 0, sizeof cs);
