@@ -215,6 +215,20 @@ TYPED_TEST_P(EnvFileCases, NullPathIsCode16) {
     EXPECT_RESULT_CODE(0, other.Open(nullptr), 16);
 }
 
+TYPED_TEST_P(EnvFileCases, BackslashNameInTheCurrentDirectoryIsOneFile) {
+    auto& env = this->m_env;
+    WorkingDirectory here(this->m_dir.Path());
+    ASSERT_TRUE(here.Ok());
+    ASSERT_EQ(1, env.Open("a\\b.env"));  // a backslash is no separator in file names either
+    EXPECT_EQ(1, env.SetInteger("/x", 1));
+    EXPECT_EQ(1, env.Flush());
+    EXPECT_EQ("nx=1\r\n", BodyOf(this->PathOf("a\\b.env")));
+    EXPECT_EQ(-1, zvtest::FileSize(this->PathOf("a")));
+    EXPECT_EQ(1, env.Close());
+    ASSERT_EQ(1, env.Open("a\\b.env"));
+    EXPECT_EQ(1, env.GetInteger("/x", 0));
+}
+
 TYPED_TEST_P(EnvFileCases, MissingFolderBindsToItsFirstMissingComponent) {
     // The full path keeps what the resolution reached when a component was missing: the missing
     // folder itself. The file is opened empty under that name, and a flush writes it there.
@@ -617,6 +631,28 @@ TYPED_TEST_P(EnvFileCases, InvalidNamesAreRefused) {
     EXPECT_EQ(1, env.SetInteger("/[x]/y.z_1", 3));
     EXPECT_EQ(3, env.GetInteger("/[X]/Y.Z_1", 0));
     EXPECT_EQ("[x]:1 a:1", ListingOf(env, "/", kSorted));
+}
+
+// A key path of levels directories named d1, d2, ... and the key k.
+inline std::string NestedKey(int levels) {
+    std::string key;
+    for (int i = 1; i <= levels; ++i) {
+        key += "/d" + std::to_string(i);
+    }
+    return key + "/k";
+}
+
+TYPED_TEST_P(EnvFileCases, NestingStopsAtSixteenLevels) {
+    auto& env = this->m_env;
+    this->OpenEmpty();
+    // An item can be added to a directory that lies inside at most 15 others.
+    EXPECT_EQ(1, env.SetInteger(NestedKey(15).c_str(), 15));
+    EXPECT_EQ(15, env.GetInteger(NestedKey(15).c_str(), 0));
+    EXPECT_RESULT_CODE(0, env.SetInteger(NestedKey(16).c_str(), 16), 22);
+    EXPECT_EQ(1, env.CheckDirExist(NestedKey(16).substr(0, NestedKey(16).size() - 2).c_str()));
+    const std::string seventeen = NestedKey(17);
+    EXPECT_RESULT_CODE(0, env.CreateDir(seventeen.substr(0, seventeen.size() - 2).c_str()), 4);
+    EXPECT_RESULT_CODE(0, env.SetString(seventeen.c_str(), "v"), 4);
 }
 
 // ----------------------------------------------------------------------------------------------
@@ -1096,8 +1132,9 @@ TYPED_TEST_P(EnvFileCases, SameNameForADirectoryAndAKey) {
 REGISTER_TYPED_TEST_SUITE_P(
     EnvFileCases, MissingFileOpensEmptyAndIsWrittenAtTheFirstFlush, ExistingTextFileIsLoaded,
     FileThatDoesNotLoadIsCode13, FolderNamedLikeTheFileOpensEmptyButDoesNotFlush,
-    PathsThatDoNotResolveAreCode65, NullPathIsCode16, MissingFolderBindsToItsFirstMissingComponent,
-    UnreadableFileIsCode13, FlushIntoReadOnlyFileIsCode8, FlushIntoReadOnlyFolderIsCode8,
+    PathsThatDoNotResolveAreCode65, NullPathIsCode16, BackslashNameInTheCurrentDirectoryIsOneFile,
+    MissingFolderBindsToItsFirstMissingComponent, UnreadableFileIsCode13,
+    FlushIntoReadOnlyFileIsCode8, FlushIntoReadOnlyFolderIsCode8,
     BinaryBodyOfSixBytesOrLessIsAnEmptyStore, BinaryBodyWhoseRootIsNoDirectory,
     BinaryBodyWhoseRootRunsPastTheEnd, UnreadableChildEndsTheWalk,
     TwoOpensOfOneFileWorkOnTheirOwnCopies, FlushAbortDoesNotStopAFlush, AssignedDirectoryReadsBack,
@@ -1106,17 +1143,18 @@ REGISTER_TYPED_TEST_SUITE_P(
     BinaryFormatTakesEffectAtTheNextFlush, LockMarkSurvivesOnlyTheBinaryForm,
     SaveAsWritesThePathAsGivenAndStaysBound, KeyPathsAreAbsoluteOrRelativeToTheRoot,
     RunsOfSlashesAndTrailingSlashesInDirectories, KeyPathWithoutKeyNameIsCode28,
-    NamesCompareWithoutLetterCase, InvalidNamesAreRefused, CheckDirExistOfTheRootAndOfEmptyPaths,
-    CreateDirLeavesTheStoreLockedForTheNextOperation, CreateDirMakesEveryMissingLevel,
-    RemoveDirTakesEverythingInside, KeyExistenceAndRemoval, LockIsAMarkThatProtectsNothing,
-    GetIntegerGivesTheDefaultWithACode, GetDoubleGivesZeroWhenThePathFails,
-    SetDoubleRefusesInfiniteValues, BooleansAndTheRealValueCode, SettersReplaceKeysOfAnyType,
-    GetStringGivesTheWholeLengthAndCutsTheCopy, GetDataGivesTheStoredSizeAndCutsTheCopy,
-    SetDataNeedsBytes, EmptyBinaryValueCopiesNothing, EnumerationNeedsDirectoriesOrKeys,
-    EnumerationSortsWithoutLetterCaseOnRequest, EnumerationListsSixEntryTypes,
-    EnumerationLeavesOutOtherRadixesAndComments, SortFoldsToLowerCaseAndLeavesTheNamesInPlace,
-    SnapshotIsOnePackedBlock, EmptyDirectoryGivesCountZero, EnumerationOfTheBaseDirectory,
-    SnapshotOutlivesChangesAndTheFile, SameNameForADirectoryAndAKey);
+    NamesCompareWithoutLetterCase, InvalidNamesAreRefused, NestingStopsAtSixteenLevels,
+    CheckDirExistOfTheRootAndOfEmptyPaths, CreateDirLeavesTheStoreLockedForTheNextOperation,
+    CreateDirMakesEveryMissingLevel, RemoveDirTakesEverythingInside, KeyExistenceAndRemoval,
+    LockIsAMarkThatProtectsNothing, GetIntegerGivesTheDefaultWithACode,
+    GetDoubleGivesZeroWhenThePathFails, SetDoubleRefusesInfiniteValues, BooleansAndTheRealValueCode,
+    SettersReplaceKeysOfAnyType, GetStringGivesTheWholeLengthAndCutsTheCopy,
+    GetDataGivesTheStoredSizeAndCutsTheCopy, SetDataNeedsBytes, EmptyBinaryValueCopiesNothing,
+    EnumerationNeedsDirectoriesOrKeys, EnumerationSortsWithoutLetterCaseOnRequest,
+    EnumerationListsSixEntryTypes, EnumerationLeavesOutOtherRadixesAndComments,
+    SortFoldsToLowerCaseAndLeavesTheNamesInPlace, SnapshotIsOnePackedBlock,
+    EmptyDirectoryGivesCountZero, EnumerationOfTheBaseDirectory, SnapshotOutlivesChangesAndTheFile,
+    SameNameForADirectoryAndAKey);
 
 }  // namespace zvenvtest
 

@@ -5,9 +5,11 @@
 #include <stdint.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -244,6 +246,50 @@ TEST_F(ZVEVTest, SaveAsRefusesANullPath) {
     EXPECT_EQ(1, ZVEVFlush(handle));
     EXPECT_EQ("nk=3\r\n", zvenvtest::BodyOf(Settings()));
     EXPECT_EQ(1, ZVEVClose(handle));
+}
+
+// Opens a batch of handles on path, uses each, and closes them all: how many steps failed.
+int UseHandleBatch(const std::string& path, int round) {
+    constexpr int kBatch = 8;
+    ZVEV_HANDLE handles[kBatch] = {};
+    int failed = 0;
+    for (ZVEV_HANDLE& handle : handles) {
+        failed += ZVEVOpenFile(path.c_str(), &handle) == 1 ? 0 : 1;
+    }
+    for (ZVEV_HANDLE handle : handles) {
+        failed += ZVEVSetInteger(handle, "/round", round) == 1 ? 0 : 1;
+        failed += ZVEVGetInteger(handle, "/round", -1) == round ? 0 : 1;
+    }
+    for (ZVEV_HANDLE handle : handles) {
+        failed += ZVEVClose(handle) == 1 ? 0 : 1;
+    }
+    return failed;
+}
+
+TEST_F(ZVEVTest, HandlesComeAndGoOnSeveralThreadsAtOnce) {
+    // Each thread opens, uses and closes handles of its own while the others do the same; the
+    // list of live handles they all go through must stay whole.
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 400;
+    std::vector<int> failures(kThreads, 0);
+    std::vector<std::thread> threads;
+    std::atomic<int> started(0);
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([this, t, &failures, &started]() {
+            const std::string path = m_dir.File("thread" + std::to_string(t) + ".env");
+            ++started;
+            while (started.load() < kThreads) {
+                std::this_thread::yield();  // all start together
+            }
+            for (int round = 0; round < kRounds; ++round) {
+                failures[t] += UseHandleBatch(path, round);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(std::vector<int>(kThreads, 0), failures);
 }
 
 TEST_F(ZVEVTest, FreeSnapListOfNullIsCode16) {
