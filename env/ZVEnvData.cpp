@@ -8,6 +8,7 @@
 #include <string.h>
 
 #include "TarnString.h"
+#include "ZVEnvIndex.h"
 #include "ZVEnvItem.h"
 #include "ZVParseEnvFile.h"
 
@@ -76,6 +77,7 @@ CZVEnvData::CZVEnvData()
       m_bAccessTimeStamped(0) {}
 
 CZVEnvData::~CZVEnvData() {
+    ReleaseIndex(this);
     if (m_dwLineBufferSize != 0) {
         TarnFreeBuffer(m_pszLineBuffer);
         m_pszLineBuffer = nullptr;
@@ -105,6 +107,7 @@ int CZVEnvData::Lock(int lock) {
  */
 int CZVEnvData::Open(const char* sharedName, const char* ownerKey) {
     m_bAccessTimeStamped = 0;
+    DropIndex(this);
     if (sharedName == nullptr || ownerKey == nullptr) {
         return 0;
     }
@@ -162,6 +165,7 @@ int CZVEnvData::Load(const char* path) {
 int CZVEnvData::Close() {
     m_pData = nullptr;
     m_dwDataSize = 0;
+    DropIndex(this);
     return m_SharedData.Close() ? 1 : 0;
 }
 
@@ -193,6 +197,7 @@ int CZVEnvData::Reset(const void* data, unsigned int size) {
         m_dwDataSize = m_SharedData.GetSize();
         WriteEmptyRoot(m_pData);
     }
+    DropIndex(this);
     AssignFormat(0);
     SetAccessTime(nullptr);
     return 1;

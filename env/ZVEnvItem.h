@@ -120,4 +120,14 @@ private:
 
 }  // namespace zvenv
 
+class CZVEnvData;
+
+namespace zvenv {
+
+/* Sets the used size of the store's block (growing its capacity ahead) and reloads the store's
+ * data pointer and size. False when the block cannot be resized. */
+bool SetBlockSize(CZVEnvData* store, unsigned int size);
+
+}  // namespace zvenv
+
 #endif /* ZVENVITEM_H */
