@@ -3,7 +3,9 @@
 #ifndef ZV_TESTS_ENVFORMATCHECK_H
 #define ZV_TESTS_ENVFORMATCHECK_H
 
+#include <locale.h>
 #include <stdint.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <initializer_list>
@@ -119,6 +121,52 @@ inline unsigned int CommentColumn(CZVEnvData& store, unsigned int comment) {
     memcpy(&column, text + strlen(text) + 1, sizeof column);
     return column;
 }
+
+// Switches LC_ALL to a locale whose decimal point is a comma for the life of the object: an
+// installed one, or one that localedef compiles into folder (found through LOCPATH). Back to "C"
+// (and LOCPATH unset) afterwards. Ok() is false when neither could be had.
+class CommaLocale {
+public:
+    explicit CommaLocale(const std::string& folder) {
+        const char* installed[] = {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"};
+        for (const char* name : installed) {
+            if (setlocale(LC_ALL, name) != nullptr && HasComma()) {
+                return;
+            }
+        }
+        std::string command =
+            "localedef -i de_DE -f ISO-8859-1 " + folder + "/de_DE >/dev/null 2>&1";
+        if (system(command.c_str()) == 0) {
+            setenv("LOCPATH", folder.c_str(), 1);
+            m_ownPath = true;
+            if (setlocale(LC_ALL, "de_DE") != nullptr && HasComma()) {
+                return;
+            }
+        }
+        Restore();
+    }
+    ~CommaLocale() { Restore(); }
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+
+    bool Ok() const { return m_ok; }
+
+private:
+    bool HasComma() {
+        m_ok = strcmp(localeconv()->decimal_point, ",") == 0;
+        return m_ok;
+    }
+    void Restore() {
+        setlocale(LC_ALL, "C");
+        if (m_ownPath) {
+            unsetenv("LOCPATH");
+            m_ownPath = false;
+        }
+    }
+
+    bool m_ok = false;
+    bool m_ownPath = false;
+};
 
 }  // namespace zvtest
 

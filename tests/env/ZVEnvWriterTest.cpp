@@ -4,7 +4,6 @@
 #include <limits.h>
 #include <locale.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
@@ -265,44 +264,20 @@ TEST_F(ZVEnvWriterTest, InfinitiesAndNanAreWritten) {
 }
 
 TEST_F(ZVEnvWriterTest, RealsUseAPointInADecimalCommaLocale) {
-    // A locale with a decimal comma: an installed one, or one compiled here into the test's own
-    // folder (LOCPATH) from the machine's locale sources.
-    const char* installed[] = {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR.utf8"};
-    bool switched = false;
-    for (const char* name : installed) {
-        if (setlocale(LC_ALL, name) != nullptr) {
-            switched = true;
-            break;
+    std::string body;
+    {
+        zvtest::CommaLocale comma(m_dir.Path());
+        if (!comma.Ok()) {
+            GTEST_SKIP() << "no locale with a decimal comma is installed and localedef could not "
+                            "make one";
         }
-    }
-    bool ownPath = false;
-    if (!switched) {
-        std::string command =
-            "localedef -i de_DE -f ISO-8859-1 " + m_dir.File("de_DE") + " >/dev/null 2>&1";
-        if (system(command.c_str()) == 0) {
-            setenv("LOCPATH", m_dir.Path().c_str(), 1);
-            ownPath = true;
-            switched = setlocale(LC_ALL, "de_DE") != nullptr;
-        }
-    }
-    if (!switched) {
-        if (ownPath) {
-            unsetenv("LOCPATH");
-        }
-        GTEST_SKIP() << "no locale with a decimal comma is installed and localedef could not "
-                        "make one";
-    }
-    char probe[16];
-    snprintf(probe, sizeof probe, "%.1f", 1.5);
-    EXPECT_STREQ("1,5", probe);
-
-    ASSERT_NE(0u, Store().SetDouble(kRoot, "Gain", -1, 0.15));
-    ASSERT_NE(0u, Store().SetDouble(kRoot, "Big", -1, 1e20));
-    ASSERT_NE(0u, Store().SetDouble(kRoot, "Neg", -1, -1234.5));
-    std::string body = SaveBody();
-    setlocale(LC_ALL, "C");
-    if (ownPath) {
-        unsetenv("LOCPATH");
+        char probe[16];
+        snprintf(probe, sizeof probe, "%.1f", 1.5);
+        EXPECT_STREQ("1,5", probe);
+        ASSERT_NE(0u, Store().SetDouble(kRoot, "Gain", -1, 0.15));
+        ASSERT_NE(0u, Store().SetDouble(kRoot, "Big", -1, 1e20));
+        ASSERT_NE(0u, Store().SetDouble(kRoot, "Neg", -1, -1234.5));
+        body = SaveBody();
     }
     EXPECT_EQ(CrLf({"rGain=0.15", "rBig=1E+20", "rNeg=-1234.5"}), body);
 }
