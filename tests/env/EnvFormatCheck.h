@@ -122,6 +122,20 @@ inline unsigned int CommentColumn(CZVEnvData& store, unsigned int comment) {
     return column;
 }
 
+// Comments of the given type where no key stands before them: first in the root (column 5),
+// first in directory a (10), behind a's closing brace (10) and behind the binary block b (12).
+inline void AddCommentsWithoutKey(CZVEnvData& s, unsigned char type) {
+    const unsigned int root = 38;
+    ASSERT_NE(0u, s.InsertComment(root, "first in the file", -1, type, 5));
+    unsigned int dir = s.CreateSubDir(root, "a", -1);
+    ASSERT_NE(0u, s.InsertComment(dir, "first child", -1, type, 10));
+    ASSERT_NE(0u, s.SetInteger(dir, "x", -1, 1, 7));
+    ASSERT_NE(0u, s.InsertComment(root, "after the directory", -1, type, 10));
+    const unsigned char byte = 1;
+    ASSERT_NE(0u, s.SetBinData(root, "b", -1, &byte, 1));
+    ASSERT_NE(0u, s.InsertComment(root, "after the block", -1, type, 12));
+}
+
 // Switches LC_ALL to a locale whose decimal point is a comma for the life of the object: an
 // installed one, or one that localedef compiles into folder (found through LOCPATH). Back to "C"
 // (and LOCPATH unset) afterwards. Ok() is false when neither could be had.

@@ -247,28 +247,11 @@ TEST_F(ZVEnvRoundTripTest, LockedDirectoryComesBackPlainFromTextLockedFromBinary
 }
 
 TEST_F(ZVEnvRoundTripTest, TrailingCommentsWithoutAKeyComeBackAsCommentLines) {
-    // Behind a directory's opening line, behind its closing brace, behind a binary block, and
-    // first in the file.
-    ASSERT_NE(0u, Source().InsertComment(kRoot, "first in the file", -1, 14, 5));
-    unsigned int dir = Source().CreateSubDir(kRoot, "a", -1);
-    ASSERT_NE(0u, Source().InsertComment(dir, "first child", -1, 14, 10));
-    ASSERT_NE(0u, Source().SetInteger(dir, "x", -1, 1, 7));
-    ASSERT_NE(0u, Source().InsertComment(kRoot, "after the directory", -1, 14, 10));
-    const unsigned char byte = 1;
-    ASSERT_NE(0u, Source().SetBinData(kRoot, "b", -1, &byte, 1));
-    ASSERT_NE(0u, Source().InsertComment(kRoot, "after the block", -1, 14, 12));
+    zvtest::AddCommentsWithoutKey(Source(), 14);
     ASSERT_EQ(1, TextTrip());
-
     LockedStore expected;
     ASSERT_TRUE(expected.Ready());
-    CZVEnvData& e = expected.store;
-    ASSERT_NE(0u, e.InsertComment(kRoot, "first in the file", -1, 4, 5));
-    unsigned int edir = e.CreateSubDir(kRoot, "a", -1);
-    ASSERT_NE(0u, e.InsertComment(edir, "first child", -1, 4, 10));
-    ASSERT_NE(0u, e.SetInteger(edir, "x", -1, 1, 7));
-    ASSERT_NE(0u, e.InsertComment(kRoot, "after the directory", -1, 4, 10));
-    ASSERT_NE(0u, e.SetBinData(kRoot, "b", -1, &byte, 1));
-    ASSERT_NE(0u, e.InsertComment(kRoot, "after the block", -1, 4, 12));
+    zvtest::AddCommentsWithoutKey(expected.store, 4);
     EXPECT_EQ(expected.Items(), m_loaded.Items());
 }
 

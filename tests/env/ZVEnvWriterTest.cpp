@@ -429,21 +429,16 @@ TEST_F(ZVEnvWriterTest, TrailingCommentInsideADirectory) {
 }
 
 TEST_F(ZVEnvWriterTest, TrailingCommentsAfterDirectoryBinaryAndAsFirstChild) {
-    unsigned int dir = Store().CreateSubDir(kRoot, "a", -1);
-    ASSERT_NE(0u, Store().InsertComment(dir, "first", -1, 14, 10));
-    ASSERT_NE(0u, Store().SetInteger(dir, "x", -1, 1, 7));
-    ASSERT_NE(0u, Store().InsertComment(kRoot, "dir", -1, 14, 10));
-    const unsigned char byte = 1;
-    ASSERT_NE(0u, Store().SetBinData(kRoot, "b", -1, &byte, 1));
-    ASSERT_NE(0u, Store().InsertComment(kRoot, "bin", -1, 14, 0));
-    EXPECT_EQ(CrLf({"a {\t\t  #first", "\tnx=1", "}\t\t  #dir", "cb=1 {", "\t0x01", "}\t#bin"}),
+    zvtest::AddCommentsWithoutKey(Store(), 14);
+    EXPECT_EQ(CrLf({"\t #first in the file", "a {\t\t  #first child", "\tnx=1",
+                    "}\t\t  #after the directory", "cb=1 {", "\t0x01", "}\t\t\t#after the block"}),
               SaveBody());
 }
 
-TEST_F(ZVEnvWriterTest, TrailingCommentFirstInTheFileStandsAlone) {
-    ASSERT_NE(0u, Store().InsertComment(kRoot, "alone", -1, 14, 5));
-    ASSERT_NE(0u, Store().SetInteger(kRoot, "x", -1, 1, 7));
-    EXPECT_EQ(CrLf({"\t #alone", "nx=1"}), SaveBody());
+TEST_F(ZVEnvWriterTest, TrailingCommentBeforeTheClosingBraceColumnTakesOneTab) {
+    ASSERT_NE(0u, Store().CreateSubDir(kRoot, "a", -1));
+    ASSERT_NE(0u, Store().InsertComment(kRoot, "c", -1, 14, 0));
+    EXPECT_EQ(CrLf({"a {", "}\t#c"}), SaveBody());
 }
 
 // Fillers
