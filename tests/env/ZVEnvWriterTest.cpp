@@ -345,7 +345,7 @@ TEST_F(ZVEnvWriterTest, BinaryOfOneByte) {
 std::string ByteRows(unsigned int count, const std::string& indent) {
     std::string out;
     for (unsigned int i = 0; i < count; ++i) {
-        char hex[8];
+        char hex[16];
         snprintf(hex, sizeof hex, "0x%02X", i);
         out += (i % 16 == 0 ? indent : std::string(" ")) + hex;
         if (i % 16 == 15 || i + 1 == count) {
