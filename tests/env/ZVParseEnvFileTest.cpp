@@ -386,6 +386,13 @@ TEST_F(ZVParseEnvFileTest, StringsFromLiteralsAndBareNames) {
     EXPECT_EQ(10u, Attribute(kRoot, "A"));
 }
 
+TEST_F(ZVParseEnvFileTest, LineEndClosesALiteralEvenBehindABackslash) {
+    ASSERT_EQ(1, LoadText("sA = 'abc\\\r\nsB = \"x\\\nnC = 1\r\n"));
+    EXPECT_EQ("abc\\", String(kRoot, "A"));
+    EXPECT_EQ("x\\", String(kRoot, "B"));
+    EXPECT_EQ(1, Integer(kRoot, "C"));
+}
+
 TEST_F(ZVParseEnvFileTest, ShiftJisPairWithBackslashTrailInALiteral) {
     std::string pair = ByteString({0x81, 0x5C});
     ASSERT_EQ(1, LoadText("sA = \"" + pair + "\"\r\nsB = '" + pair + "'\r\n"));
@@ -720,6 +727,8 @@ const MalformedCase kMalformed[] = {
     {"MoreBytesThanTheCount", "cx = 1 { 1 2 }\r\n", "cx = 2 { 1 2 }\r\n"},
     {"NegativeCount", "cx = -1 { }\r\n", "cx = 1 { }\r\n"},
     {"RealCount", "cx = 1.5 { 1 }\r\n", "cx = 1 { 1 }\r\n"},
+    {"CountBeyond32Bits", "cx = 4294967296 { }\r\n", "cx = 0x10 { }\r\n"},
+    {"CountWithTheTopBitSet", "cx = 0x80000000 { }\r\n", "cx = 0x7F { }\r\n"},
     {"StringAsBinaryByte", "cx = 1 { 'a' }\r\n", "cx = 1 { 97 }\r\n"},
     {"NameAsBinaryByte", "cx = 1 { x }\r\n", "cx = 1 { 0x1 }\r\n"},
     {"BinaryWithoutBrace", "cx = 1 1 }\r\n", "cx = 1 { 1 }\r\n"},
