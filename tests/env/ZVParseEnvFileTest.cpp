@@ -31,7 +31,7 @@ using zvtest::TempDir;
 
 const unsigned int kRoot = 38;
 
-// The example body of the format's description, one item per line.
+// A body with items of every kind, a directory and comments, one item per line.
 std::string ExampleLines(const char* lineEnd) {
     const char* lines[] = {"nCount = 10",
                            "nMask = 0x1F   # low bits",
