@@ -17,6 +17,7 @@
 #include <typeinfo>
 
 #include "TarnString.h"
+#include "ZVEscape.h"
 
 namespace {
 
@@ -871,6 +872,17 @@ int CZVTokenProvider::CalcColumn(const char* text, int n) {
 char* CZVTokenProvider::ParseString(const char* text, int n) {
     uint32_t length = 0;
     return Transcode(text, n, Unescape, &length);
+}
+
+size_t zvenv::EscapedLength(const char* text, size_t n) {
+    ByteSink measure = {NULL, 0};
+    Escape(reinterpret_cast<const unsigned char*>(text), n, &measure);
+    return static_cast<size_t>(measure.length);
+}
+
+void zvenv::EscapeTo(const char* text, size_t n, char* out) {
+    ByteSink write = {out, 0};
+    Escape(reinterpret_cast<const unsigned char*>(text), n, &write);
 }
 
 char* CZVTokenProvider::EspaceString(const char* text, int n) {
