@@ -323,7 +323,8 @@ def write_plots(fig, plots_dir, data_dir):
     }
     for png, (title, lines) in series.items():
         panels = []
-        for shape, panel in (("tree", "tree, directories of 100 keys"), ("flat", "one directory")):
+        for shape, panel, xrange in (("tree", "tree, directories of 100 keys", "[70:140000]"),
+                                     ("flat", "one directory", "[700:14000]")):
             plots = []
             for i, (work, impl, label) in enumerate(lines):
                 points = [(k, fig.env(work, impl, s, k)) for s, k in CASES if s == shape]
@@ -335,7 +336,7 @@ def write_plots(fig, plots_dir, data_dir):
                     f.writelines(f"{k} {v}\n" for k, v in points)
                 plots.append(f"'{dat}' using 1:2 with linespoints lw 2 pt 7 "
                              f"lc rgb '{COLOURS[label]}' title '{label}'")
-            panels.append(f"set title '{title}: {panel}'\n"
+            panels.append(f"set title '{title}: {panel}'\nset xrange {xrange}\n"
                           + ("plot " + ", ".join(plots) if plots else "plot 0 notitle") + "\n")
         script = ("set terminal pngcairo size 1200,480 font 'sans,10'\n"
                   f"set output '{os.path.join(plots_dir, png)}'\n"
