@@ -12,18 +12,13 @@
 
 #include "ZVEnvIndex.h"
 #include "ZVEnvItem.h"
+#include "ZVNameTable.h"
 
 using namespace zvenv;
 
 namespace {
 
 /* Valid name bytes: letters, '_', '[' and ']' anywhere; digits and '.' after the first byte. */
-bool IsNameByte(unsigned char c, bool first) {
-    if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '[' || c == ']') {
-        return true;
-    }
-    return !first && ((c >= '0' && c <= '9') || c == '.');
-}
 
 /* The next '/'-separated segment of path[*pos, end): its start and length; false at the end. */
 bool NextSegment(const char* path, unsigned int end, unsigned int* pos, unsigned int* start,
@@ -408,8 +403,15 @@ int CZVEnvData::IsValidName(const char* name, int length) {
         return 0;
     }
     unsigned int n = NameLength(name, length);
-    for (unsigned int i = 0; i < n; ++i) {
-        if (!IsNameByte(static_cast<unsigned char>(name[i]), i == 0)) {
+    if (n == 0) {
+        return 1;
+    }
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(name);
+    if (kNameBytes.kind[bytes[0]] != 1) {
+        return 0;
+    }
+    for (unsigned int i = 1; i < n; ++i) {
+        if (kNameBytes.kind[bytes[i]] == 0) {
             return 0;
         }
     }
