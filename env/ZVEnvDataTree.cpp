@@ -390,32 +390,14 @@ unsigned int CZVEnvData::GetNextItem(unsigned int dir, unsigned int item) {
 }
 
 unsigned char CZVEnvData::CalcSum(const char* name, int length) {
-    unsigned int n = NameLength(name, length);
-    unsigned char sum = 0;
-    for (unsigned int i = 0; i < n; ++i) {
-        sum = static_cast<unsigned char>(sum ^ FoldCase(static_cast<unsigned char>(name[i])));
-    }
-    return sum;
+    return NameSum(name, NameLength(name, length));
 }
 
 int CZVEnvData::IsValidName(const char* name, int length) {
     if (name == nullptr) {
         return 0;
     }
-    unsigned int n = NameLength(name, length);
-    if (n == 0) {
-        return 1;
-    }
-    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(name);
-    if (kNameBytes.kind[bytes[0]] != 1) {
-        return 0;
-    }
-    for (unsigned int i = 1; i < n; ++i) {
-        if (kNameBytes.kind[bytes[i]] == 0) {
-            return 0;
-        }
-    }
-    return 1;
+    return ValidName(name, NameLength(name, length)) ? 1 : 0;
 }
 
 int CZVEnvData::IsSameName(const char* name1, int length1, const char* name2, int length2) {

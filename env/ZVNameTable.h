@@ -45,8 +45,35 @@ struct NameBytes {
 
 inline constexpr NameBytes kNameBytes;
 
-/* Whether the n bytes at name form a valid name (as CZVEnvData::IsValidName decides for a name
- * of at least one byte), with the name's hash (HashName) in *hash. */
+/* The name checksum (CZVEnvData::CalcSum): the XOR of the bytes, 'a'-'z' folded to upper case. */
+inline unsigned char NameSum(const char* name, unsigned int n) {
+    unsigned char sum = 0;
+    for (unsigned int i = 0; i < n; ++i) {
+        sum = static_cast<unsigned char>(sum ^ FoldCase(static_cast<unsigned char>(name[i])));
+    }
+    return sum;
+}
+
+/* Whether the n bytes at name may be a name: empty, or a letter, '_', '[' or ']' and then any
+ * of those, digits and '.'. */
+inline bool ValidName(const char* name, unsigned int n) {
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(name);
+    if (n == 0) {
+        return true;
+    }
+    if (kNameBytes.kind[bytes[0]] != 1) {
+        return false;
+    }
+    for (unsigned int i = 1; i < n; ++i) {
+        if (kNameBytes.kind[bytes[i]] == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/* Whether the n bytes at name form a valid name of at least one byte, with the name's hash
+ * (HashName) in *hash. */
 inline bool ScanName(const char* name, unsigned int n, uint32_t* hash) {
     const unsigned char* bytes = reinterpret_cast<const unsigned char*>(name);
     if (n == 0 || kNameBytes.kind[bytes[0]] != 1) {
