@@ -18,12 +18,17 @@
 #include <string>
 #include <vector>
 
+#include "FuzzEnvTree.h"
 #include "FuzzSupport.h"
 #include "TarnError.h"
 #include "ZVFileAccess.h"
 
 using zvfuzz::Check;
+using zvfuzz::Entry;
+using zvfuzz::HoldsNotANumber;
 using zvfuzz::InputReader;
+using zvfuzz::SameTree;
+using zvfuzz::Tree;
 
 namespace {
 
@@ -41,110 +46,8 @@ bool IsFlag(int result) {
     return result == 0 || result == 1;
 }
 
-// One entry of a tree as the ZVEV functions show it: its absolute path, entry type and value.
-struct Entry {
-    std::string path;
-    unsigned int type = 0;
-    std::string value; /* bytes of a string or binary value, the decimal of an integer */
-    double real = 0;
-    int locked = 0;
-};
-
-// Every entry under dir (an absolute path ending in '/'), directories depth first, in storage
-// order.
-void Describe(ZVEV_HANDLE h, const std::string& dir, std::vector<Entry>& out) {
-    ZVEV_ENUM_LIST_tag* list = ZVEVEnumEntries(h, dir.c_str(), ZVEV_ENUM_DIRS | ZVEV_ENUM_KEYS);
-    Check(list != nullptr);
-    for (uint32_t i = 0; i < list->dwCount; ++i) {
-        Entry e;
-        e.path = dir + list->Entries[i].pszName;
-        e.type = list->Entries[i].wType;
-        const char* path = e.path.c_str();
-        switch (e.type) {
-            case ZVEV_ENTRY_DIR: {
-                e.locked = ZVEVIsLocked(h, path);
-                out.push_back(e);
-                Describe(h, e.path + "/", out);
-                continue;
-            }
-            case ZVEV_ENTRY_BINARY: {
-                const int size = ZVEVGetData(h, path, nullptr, 0);
-                Check(size > 0);
-                e.value.assign(static_cast<size_t>(size), '\0');
-                Check(ZVEVGetData(h, path, &e.value[0], static_cast<unsigned int>(size)) == size);
-                break;
-            }
-            case ZVEV_ENTRY_BOOLEAN:
-                e.value = std::to_string(ZVEVGetBoolean(h, path, 7));
-                break;
-            case ZVEV_ENTRY_INTEGER:
-                e.value = std::to_string(ZVEVGetInteger(h, path, 0));
-                break;
-            case ZVEV_ENTRY_REAL:
-                e.real = ZVEVGetDouble(h, path, 0.0);
-                break;
-            case ZVEV_ENTRY_STRING: {
-                const int length = ZVEVGetString(h, path, nullptr, 0, "");
-                Check(length >= 0);
-                std::vector<char> text(static_cast<size_t>(length) + 1u);
-                Check(ZVEVGetString(h, path, text.data(), static_cast<unsigned int>(text.size()),
-                                    "") == length);
-                e.value.assign(text.data(), static_cast<size_t>(length));
-                break;
-            }
-            default:
-                Check(false);
-        }
-        out.push_back(e);
-    }
-    Check(ZVEVFreeSnapList(list) == 1);
-}
-
-std::vector<Entry> Tree(ZVEV_HANDLE h) {
-    std::vector<Entry> entries;
-    Describe(h, "/", entries);
-    return entries;
-}
-
 bool SameBits(double a, double b) {
     return memcmp(&a, &b, sizeof a) == 0;
-}
-
-// A real as the text form carries it back: 14 significant digits read back by summing digit
-// weights, so equal to about 12 digits; values too small for the exponent's power of ten to
-// hold come back as 0.
-bool SameTextReal(double a, double b) {
-    if (fabs(a) < 1e-290) {
-        return fabs(b) < 1e-280;
-    }
-    return fabs(a - b) <= 1e-12 * fabs(a);
-}
-
-bool SameTree(const std::vector<Entry>& a, const std::vector<Entry>& b, bool binary) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    for (size_t i = 0; i < a.size(); ++i) {
-        const Entry& x = a[i];
-        const Entry& y = b[i];
-        if (x.path != y.path || x.type != y.type || x.value != y.value) {
-            return false;
-        }
-        if (binary ? !SameBits(x.real, y.real) || x.locked != y.locked
-                   : !SameTextReal(x.real, y.real)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool HoldsNotANumber(const std::vector<Entry>& entries) {
-    for (const Entry& e : entries) {
-        if (e.type == ZVEV_ENTRY_REAL && isnan(e.real)) {
-            return true;
-        }
-    }
-    return false;
 }
 
 // The files the handles open and save to, and the folder of the scratch area they lie in.
