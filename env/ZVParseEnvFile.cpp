@@ -151,10 +151,6 @@ int SkipSpaceIn(Context& c, unsigned int dir, ZV_TOKEN_tag* token);
 template <typename Context>
 int ParseItemIn(Context& c, unsigned int dir);
 
-bool IsDigitByte(char c) {
-    return c >= '0' && c <= '9';
-}
-
 /* The value of a hexadecimal digit, or 16. */
 unsigned int HexDigit(char c) {
     if (c >= '0' && c <= '9') {
@@ -167,13 +163,14 @@ unsigned int HexDigit(char c) {
 /*
  * The numbers the text forms are mostly made of, as the tokenizer's own number matcher reads
  * them: "0x" and hexadecimal digits that fit 32 bits, or [-+]digits[.digits] then blanks that
- * are not followed by an exponent. The value is computed step by step as that matcher computes
- * it (a decimal turns to a double once it outgrows 32 bits; a fraction sums digit times a
- * weight that shrinks tenfold), so the token is the same to the bit. Gives the bytes taken, or
+ * are not followed by an exponent. The digits and the fraction are read by the tokenizer's own
+ * readers and the value made as its number matcher makes it, so the token is the same to the
+ * bit; what is saved is the matcher's way through its slots. Gives the bytes taken, or
  * 0 for any other text (blanks behind a sign, octal, binary, exponents, malformed numbers): the
  * tokenizer's matcher reads those.
  */
-unsigned int QuickNumber(const char* text, unsigned int left, ZV_TOKEN_tag* token) {
+unsigned int QuickNumber(CZVTokenProvider& t, const char* text, unsigned int left,
+                         ZV_TOKEN_tag* token) {
     unsigned int i = 0;
     if (left >= 3 && text[0] == '0' && (text[1] | 0x20) == 'x') {
         uint32_t value = 0;
@@ -195,36 +192,22 @@ unsigned int QuickNumber(const char* text, unsigned int left, ZV_TOKEN_tag* toke
     if (i + 1 < left && text[i] == '0' && strchr("box", text[i + 1] | 0x20) != nullptr) {
         return 0;
     }
+    /* The tokenizer's own digit readers, not through its slots: its class is the library's. */
     uint32_t whole = 0;
     double wide = 0.0;
-    const unsigned int digitsStart = i;
-    for (; i < left && IsDigitByte(text[i]); ++i) {
-        unsigned int digit = static_cast<unsigned int>(text[i] - '0');
-        if (wide == 0.0 && whole > (UINT32_MAX - digit) / 10) {
-            wide = static_cast<double>(whole);
-        }
-        if (wide != 0.0) {
-            wide = wide * 10.0 + digit;
-        } else {
-            whole = whole * 10 + digit;
-        }
-    }
-    const bool digits = i != digitsStart;
-    bool fraction = false;
+    const int length = static_cast<int>(left);
+    const int digitCount =
+        t.CZVTokenProvider::MatchUDec(text + i, length - static_cast<int>(i), &whole, &wide);
+    const bool digits = digitCount != 0;
+    i += static_cast<unsigned int>(digitCount);
     double sum = 0.0;
-    if (i < left && text[i] == '.') {
-        double weight = 0.1;
-        unsigned int at = i + 1;
-        for (; at < left && IsDigitByte(text[at]); ++at) {
-            sum += (text[at] - '0') * weight;
-            weight *= 0.1;
-        }
-        if (at == i + 1) {
-            return 0;
-        }
-        fraction = true;
-        i = at;
+    const int fractionLength =
+        t.CZVTokenProvider::MatchFrac(text + i, length - static_cast<int>(i), &sum);
+    if (fractionLength < 0) {
+        return 0;
     }
+    const bool fraction = fractionLength != 0;
+    i += static_cast<unsigned int>(fractionLength);
     if (!digits && !fraction) {
         return 0;
     }
@@ -316,7 +299,7 @@ int QuickToken(CZVTokenProvider& t, ZV_TOKEN_tag* token) {
             return t.CZVTokenProvider::GetToken(token);
         default:
             if ((first >= '0' && first <= '9') || first == '-' || first == '+' || first == '.') {
-                int taken = QuickNumber(text, left, token);
+                int taken = QuickNumber(t, text, left, token);
                 if (taken == 0) {
                     taken = t.CZVTokenProvider::MatchNumber(text, static_cast<int>(left), token);
                 }
