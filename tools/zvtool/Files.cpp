@@ -1,0 +1,102 @@
+// Files.cpp - path checks, whole-file reads and writes, and replacing a file by renaming.
+#include "Files.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Output.h"
+#include "TarnError.h"
+
+namespace zvtool {
+
+namespace {
+
+std::string SystemReason() {
+    return std::strerror(errno);
+}
+
+}  // namespace
+
+void RequireRegularFile(const std::string& path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) {
+        throw Failure(path, "", TARN_ERR_FILE_NOT_EXIST);
+    }
+    if (S_ISDIR(status.st_mode)) {
+        throw Failure(path, "", TARN_ERR_PATH_IS_DIRECTORY);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(path, "not a regular file", TARN_ERR_INVALID_FILE_PATH);
+    }
+}
+
+bool IsMissing(const std::string& path) {
+    struct stat status;
+    return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw Failure(path, SystemReason(), TARN_ERR_OPEN_FILE);
+    }
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (in.bad()) {
+        throw Failure(path, SystemReason(), TARN_ERR_OPEN_FILE);
+    }
+    return bytes;
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    out.close();
+    if (!out) {
+        throw Failure(path, SystemReason(), TARN_ERR_OPEN_FILE);
+    }
+}
+
+Replacement::Replacement(const std::string& target) : m_target(target) {
+    size_t slash = target.find_last_of('/');
+    std::string dir = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
+    std::string base = slash == std::string::npos ? target : target.substr(slash + 1);
+    std::string pattern = dir + "." + base + ".zvtool-XXXXXX";
+    std::string buffer = pattern;
+    int fd = mkstemp(&buffer[0]);
+    if (fd < 0) {
+        throw Failure(target, "cannot write next to it: " + SystemReason(), TARN_ERR_OPEN_FILE);
+    }
+    close(fd);
+    m_path = buffer;
+}
+
+Replacement::~Replacement() {
+    if (!m_committed) {
+        int saved = errno;
+        unlink(m_path.c_str());
+        errno = saved;
+    }
+}
+
+void Replacement::Commit() {
+    struct stat status;
+    mode_t mode;
+    if (stat(m_target.c_str(), &status) == 0) {
+        mode = status.st_mode & 07777;
+    } else {
+        mode_t mask = umask(0);
+        umask(mask);
+        mode = 0666 & ~mask;
+    }
+    if (chmod(m_path.c_str(), mode) != 0 || rename(m_path.c_str(), m_target.c_str()) != 0) {
+        throw Failure(m_target, SystemReason(), TARN_ERR_FLUSH_FILE);
+    }
+    m_committed = true;
+}
+
+}  // namespace zvtool
