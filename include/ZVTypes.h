@@ -205,4 +205,36 @@ ZV_STATIC_ASSERT(offsetof(ZV_TOKEN_tag, dwLength) == 24, "length word at 24");
 ZV_STATIC_ASSERT(offsetof(ZV_TOKEN_tag, dValue) == 20, "double over value and length words");
 #endif
 
+#pragma pack(push, 1)
+/*
+ * One error history record as host programs exchange it: packed, 58 bytes on every build, so an
+ * array of records is a plain byte buffer. The history stores, orders and returns the fields and
+ * gives them no meaning of its own; the record's id is kept beside it, not in it.
+ */
+typedef struct ERRHIST_tag {
+    uint16_t wNumber1; /* 0 */
+    char szText[33];   /* 2: 32 characters and a NUL */
+    uint16_t wNumber2; /* 35 */
+    uint16_t wCode;    /* 37: written as four upper-case hexadecimal digits */
+    int32_t lTime;     /* 39: seconds since 1970-01-01 UTC */
+    uint8_t byNumber3; /* 43 */
+    uint16_t wNumber4; /* 44 */
+    uint32_t dwValue1; /* 46 */
+    uint32_t dwValue2; /* 50 */
+    uint32_t dwValue3; /* 54 */
+} ERRHIST_tag;
+#pragma pack(pop)
+
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, wNumber1) == 0, "number 1 at 0");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, szText) == 2, "text at 2");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, wNumber2) == 35, "number 2 at 35");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, wCode) == 37, "code at 37");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, lTime) == 39, "time at 39");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, byNumber3) == 43, "number 3 at 43");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, wNumber4) == 44, "number 4 at 44");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, dwValue1) == 46, "value 1 at 46");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, dwValue2) == 50, "value 2 at 50");
+ZV_STATIC_ASSERT(offsetof(ERRHIST_tag, dwValue3) == 54, "value 3 at 54");
+ZV_STATIC_ASSERT(sizeof(ERRHIST_tag) == 58, "an error history record is 58 bytes");
+
 #endif /* ZVTYPES_H */

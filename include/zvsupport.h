@@ -19,5 +19,7 @@
 #include "ZVParseEnvFile.h"
 #include "ZVEnvFile.h"
 #include "ZVFileAccess.h"
+#include "ZVErrorHistory.h"
+#include "ZVErrHistFunc.h"
 
 #endif /* ZVSUPPORT_H */

@@ -26,6 +26,25 @@ TEST(LayoutTest, RecordSizesOnEveryBuild) {
     EXPECT_EQ(38u, sizeof(ZV_COMMON_FILE_HEADER_tag));
     EXPECT_EQ(12u, sizeof(WUID));
     EXPECT_EQ(84u, sizeof(ZV_SHARED_DATA_HEADER_tag));
+    EXPECT_EQ(58u, sizeof(ERRHIST_tag));
+}
+
+TEST(LayoutTest, ErrorHistoryRecordOffsets) {
+    EXPECT_EQ(0u, offsetof(ERRHIST_tag, wNumber1));
+    EXPECT_EQ(2u, offsetof(ERRHIST_tag, szText));
+    EXPECT_EQ(33u, sizeof(ERRHIST_tag::szText));
+    EXPECT_EQ(35u, offsetof(ERRHIST_tag, wNumber2));
+    EXPECT_EQ(37u, offsetof(ERRHIST_tag, wCode));
+    EXPECT_EQ(39u, offsetof(ERRHIST_tag, lTime));
+    EXPECT_EQ(4u, sizeof(ERRHIST_tag::lTime));
+    EXPECT_EQ(43u, offsetof(ERRHIST_tag, byNumber3));
+    EXPECT_EQ(44u, offsetof(ERRHIST_tag, wNumber4));
+    EXPECT_EQ(46u, offsetof(ERRHIST_tag, dwValue1));
+    EXPECT_EQ(50u, offsetof(ERRHIST_tag, dwValue2));
+    EXPECT_EQ(54u, offsetof(ERRHIST_tag, dwValue3));
+    // An array of records is a plain byte buffer: 58 bytes apart.
+    ERRHIST_tag records[2];
+    EXPECT_EQ(58, reinterpret_cast<char*>(&records[1]) - reinterpret_cast<char*>(&records[0]));
 }
 
 TEST(LayoutTest, SystemTimeFieldOrder) {
@@ -56,6 +75,8 @@ TEST(LayoutTest, DeviceSizes) {
     EXPECT_EQ(216u, sizeof(CZVSharedData));
     EXPECT_EQ(8u, sizeof(CCsLock));
     EXPECT_EQ(1820u, sizeof(CZVTokenProvider));
+    EXPECT_EQ(124u, sizeof(CZVErrorHistory));
+    EXPECT_EQ(32u, sizeof(CZVObjectHolder));
 }
 
 // The token: seven 32-bit words, the double of reals and big numbers over the last two.
@@ -101,6 +122,52 @@ TEST(LayoutTest, TokenValueWordsOverlay) {
     EXPECT_EQ(20u, offsetof(ZV_TOKEN_tag, nKind) + sizeof(int32_t));
     EXPECT_EQ(4u, sizeof token.nKind);
     EXPECT_EQ(4u, sizeof token.dwLength);
+}
+
+// Byte offset of a field inside its object.
+template <typename Object, typename Field>
+std::ptrdiff_t OffsetIn(const Object& object, const Field& field) {
+    return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object);
+}
+
+TEST(LayoutTest, ErrorHistoryFieldOrder) {
+    CZVErrorHistory* h = CZVErrorHistory::Create();
+    ASSERT_NE(nullptr, h);
+#if defined(__i386__)
+    const std::ptrdiff_t expected[] = {4, 8, 12, 16, 18, 20, 22, 24, 26, 28, 32, 100, 124};
+#else
+    const std::ptrdiff_t expected[] = {8, 16, 20, 24, 26, 28, 30, 32, 34, 36, 40, 152, 192};
+#endif
+    const std::ptrdiff_t actual[] = {OffsetIn(*h, h->m_pszPath),
+                                     OffsetIn(*h, h->m_wCapacity),
+                                     OffsetIn(*h, h->m_dwFlushInterval),
+                                     OffsetIn(*h, h->m_wFD),
+                                     OffsetIn(*h, h->m_wLD),
+                                     OffsetIn(*h, h->m_wRC),
+                                     OffsetIn(*h, h->m_wMC),
+                                     OffsetIn(*h, h->m_wTO),
+                                     OffsetIn(*h, h->m_wSpare),
+                                     OffsetIn(*h, h->m_lLM),
+                                     OffsetIn(*h, h->m_MapFile),
+                                     OffsetIn(*h, h->m_CriticalSection),
+                                     static_cast<std::ptrdiff_t>(sizeof(CZVErrorHistory))};
+    for (size_t i = 0; i < sizeof expected / sizeof expected[0]; ++i) {
+        EXPECT_EQ(expected[i], actual[i]) << "field " << i;
+    }
+    EXPECT_EQ(4u, sizeof(h->m_lLM));
+    h->Delete();
+}
+
+TEST(LayoutTest, ObjectHolderFieldOrder) {
+    CZVObjectHolder* holder = CZVObjectHolder::GetInstance();
+#if defined(__i386__)
+    EXPECT_EQ(4, OffsetIn(*holder, holder->m_CriticalSection));
+    EXPECT_EQ(28, OffsetIn(*holder, holder->m_pObject));
+#else
+    EXPECT_EQ(8, OffsetIn(*holder, holder->m_CriticalSection));
+    EXPECT_EQ(48, OffsetIn(*holder, holder->m_pObject));
+    EXPECT_EQ(56u, sizeof(CZVObjectHolder));
+#endif
 }
 
 TEST(LayoutTest, MapFileSlotOrder) {
@@ -158,6 +225,27 @@ TEST(LayoutTest, TokenProviderSlotOrder) {
     EXPECT_EQ(22, SlotOf(&CZVTokenProvider::MatchExpFrac));
     EXPECT_EQ(23, SlotOf(&CZVTokenProvider::MatchNumber));
     EXPECT_EQ(24, SlotOf(&CZVTokenProvider::MatchSplitter));
+}
+
+TEST(LayoutTest, ErrorHistorySlotOrder) {
+    EXPECT_EQ(2, SlotOf(&CZVErrorHistory::Open));
+    EXPECT_EQ(3, SlotOf(&CZVErrorHistory::Delete));
+    EXPECT_EQ(4, SlotOf(&CZVErrorHistory::AssignPath));
+    EXPECT_EQ(5, SlotOf(&CZVErrorHistory::Add));
+    EXPECT_EQ(6, SlotOf(&CZVErrorHistory::Get));
+    EXPECT_EQ(7, SlotOf(&CZVErrorHistory::GetRange));
+    EXPECT_EQ(8, SlotOf(&CZVErrorHistory::Clear));
+    EXPECT_EQ(9, SlotOf(&CZVErrorHistory::IsOpened));
+    EXPECT_EQ(10, SlotOf(&CZVErrorHistory::Close));
+    EXPECT_EQ(11, SlotOf(&CZVErrorHistory::Lock));
+    EXPECT_EQ(12, SlotOf(&CZVErrorHistory::ExchangeErrHist));
+    EXPECT_EQ(13, SlotOf(&CZVErrorHistory::ExchangeHeader));
+}
+
+TEST(LayoutTest, ObjectHolderSlotOrder) {
+    EXPECT_EQ(2, SlotOf(&CZVObjectHolder::Lock));
+    EXPECT_EQ(3, SlotOf(&CZVObjectHolder::GetObject));
+    EXPECT_EQ(4, SlotOf(&CZVObjectHolder::SetObject));
 }
 
 TEST(LayoutTest, CsLockHoldsItsCriticalSectionBehindTheTable) {

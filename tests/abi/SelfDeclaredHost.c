@@ -61,6 +61,28 @@ extern int ZVCFGetWUID(const HostFileHeader* header, HostWuid* wuid);
 extern int ZVCFIsFileValidA(const char* path);
 extern int ZVCFIsFileAbsValidA(const char* path);
 
+#pragma pack(push, 1)
+typedef struct {
+    unsigned short number1;
+    char text[33];
+    unsigned short number2;
+    unsigned short code;
+    int time;
+    unsigned char number3;
+    unsigned short number4;
+    unsigned int value1, value2, value3;
+} HostErrorRecord;
+#pragma pack(pop)
+
+extern int ZVEHInitA(const char* path, unsigned short capacity, unsigned int flushInterval);
+extern int ZVEHExit(void);
+extern int ZVEHGetRange(unsigned short* firstId, unsigned short* lastId);
+extern int ZVEHGetErrorHistory(unsigned short startId, int count, HostErrorRecord* records,
+                               unsigned int bufferBytes, unsigned short* firstId, int* readCount);
+extern int ZVEHClearErrorHistory(void);
+extern int ZVEHAddErrorHistory(HostErrorRecord* record, unsigned short* id);
+extern int ZVEHShiftErrorID(unsigned short id, int delta, unsigned short* result);
+
 static int passed;
 static int failed;
 
@@ -173,6 +195,57 @@ static void fileHeader(void) {
     check(ZVCFGetWUID(&header, &wuid) == 1 && wuid.word[2] == 0x2B3C4D5Eu, "WUID");
 }
 
+static void errorHistory(void) {
+    char path[] = "/tmp/zv-history-XXXXXX";
+    static const char header[] =
+        "EHST0100,LM:1970/01/01 00:00:00:000,FD:00003,LD:00005,RC:00003,MC:00003,TO:00002,";
+    char bytes[96 + 128 * 3];
+    HostErrorRecord record;
+    HostErrorRecord read[2];
+    unsigned short id = 0;
+    unsigned short first = 0;
+    unsigned short last = 0;
+    int count = 0;
+    int i;
+    int fd = mkstemp(path);
+    FILE* file = fd == -1 ? NULL : fdopen(fd, "r+b");
+    check(sizeof(HostErrorRecord) == 58, "error record is 58 bytes");
+    check(ZVEHGetRange(&first, &last) == -1 && TarnGetLastError() == 42, "range before init");
+    check(ZVEHShiftErrorID(65535, 1, &id) == 1 && id == 1, "id after 65535");
+    if (file == NULL) {
+        check(0, "history file prepared");
+        return;
+    }
+    /* The file is prepared at 96 + 128 x capacity bytes; opening initialises it. */
+    memset(bytes, '#', sizeof bytes);
+    fwrite(bytes, 1, sizeof bytes, file);
+    fflush(file);
+    check(ZVEHInitA(path, 3, 0x80000000u) == 1, "init");
+    for (i = 1; i <= 5; ++i) {
+        memset(&record, 0, sizeof record);
+        record.number1 = (unsigned short)i;
+        strcpy(record.text, "overload");
+        record.code = 0xBEEF;
+        record.time = 1236434709;
+        ZVEHAddErrorHistory(&record, &id);
+    }
+    check(id == 5, "five records added");
+    check(ZVEHGetRange(&first, &last) == 3 && first == 3 && last == 5, "range 3 .. 5");
+    check(ZVEHGetErrorHistory(5, -2, read, sizeof read, &first, &count) == 2 && first == 4 &&
+              count == 2 && read[0].number1 == 4 && read[1].number1 == 5 &&
+              read[1].code == 0xBEEF && read[1].time == 1236434709,
+          "records 4 and 5 read backwards");
+    rewind(file);
+    check(fread(bytes, 1, sizeof bytes, file) == sizeof bytes &&
+              memcmp(bytes, header, sizeof header - 1) == 0 &&
+              memcmp(bytes + 96 + 128 * 2, "00003,00003,overload ", 21) == 0,
+          "history file lines");
+    check(ZVEHClearErrorHistory() == 1 && ZVEHGetRange(&first, &last) == 0, "clear");
+    check(ZVEHExit() == 1, "exit");
+    fclose(file);
+    remove(path);
+}
+
 int main(void) {
     errors();
     strings();
@@ -181,6 +254,7 @@ int main(void) {
     dateTimeText();
     files();
     fileHeader();
+    errorHistory();
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;
 }
