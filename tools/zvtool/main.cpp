@@ -68,6 +68,7 @@ int main(int argc, char** argv) {
         "code on stderr), 2 the command line was wrong. Every command takes --help.");
     zvtool::AddEnvCommands(app);
     zvtool::AddHeaderCommands(app);
+    zvtool::AddErrhistCommands(app);
     zvtool::AddErrmsgCommand(app);
     return zvtool::Run(app, argc, argv);
 }
