@@ -114,9 +114,7 @@ void Change(const EnvOptions& options, bool create, int (CZVEnvFile::*operation)
 
 void SetLockMark(const EnvOptions& options, int lock) {
     EnvStore store(options.file, false);
-    if (!store.File().Lock(options.path.c_str(), lock)) {
-        throw Failure::FromLastError(options.file, options.path);
-    }
+    store.SetLockMark(options.path, lock != 0);
     store.Save();
 }
 
@@ -196,7 +194,8 @@ Json ReadJsonDocument(const std::string& path) {
         // The library's exception text begins with its own tag in brackets; keep the reason.
         std::string reason = error.what();
         size_t tagEnd = reason.find("] ");
-        throw Failure(path, tagEnd == std::string::npos ? reason : reason.substr(tagEnd + 2),
+        throw Failure(path,
+                      Printable(tagEnd == std::string::npos ? reason : reason.substr(tagEnd + 2)),
                       kNoCode);
     }
 }
@@ -230,7 +229,9 @@ void AddShowAndGet(CLI::App* env) {
 
     options = std::make_shared<EnvOptions>();
     CLI::App* get = AddCommand(env, "get", "Print the value of a key", options);
-    get->add_option("KEY", options->path, "key path, e.g. /network/nPort")->required();
+    get->add_option("KEY", options->path,
+                    "key path, e.g. /network/Port (nPort in the text form: n gives the type)")
+        ->required();
     AddJsonFlag(get, options->json);
     get->callback([options] { Get(*options); });
 }

@@ -214,6 +214,16 @@ void EnvStore::SetValue(const std::string& keyPath, const EnvValue& value) {
     }
 }
 
+void EnvStore::SetLockMark(const std::string& dirPath, bool lock) {
+    if (lock && m_file->GetFormat() == 0) {
+        throw Failure(m_path, "the text form keeps no lock marks (convert the file to binary)",
+                      TARN_ERR_UNSUPPORTED_FORMAT);
+    }
+    if (!m_file->Lock(dirPath.c_str(), lock ? 1 : 0)) {
+        throw Failure::FromLastError(m_path, dirPath);
+    }
+}
+
 void EnvStore::Save() {
     SaveTo(m_path);
 }
@@ -224,6 +234,32 @@ void EnvStore::SaveTo(const std::string& target) {
         throw Failure::FromLastError(target);
     }
     replacement.Commit();
+}
+
+std::string KeyScope::TypeLetterHint() {
+    // The text form writes a key Port as nPort: the first letter gives the type and is not part
+    // of the name. A path that names the key with its letter gets told so.
+    static const struct {
+        char letter;
+        const char* kind;
+    } kLetters[] = {{'n', "int"}, {'r', "real"}, {'b', "bool"}, {'s', "string"}, {'c', "data"}};
+    if (m_nameLength < 2) {
+        return "";
+    }
+    unsigned int key = m_data.FindKey(m_dir, m_name + 1, m_nameLength - 1);
+    if (key == 0) {
+        return "";
+    }
+    EnvEntry entry;
+    entry.type = static_cast<unsigned char>(m_data.GetAttribute(key));
+    std::string name(m_name + 1, static_cast<size_t>(m_nameLength - 1));
+    for (const auto& row : kLetters) {
+        if (row.letter == m_name[0] && std::string(row.kind) == EntryTypeName(entry)) {
+            return " (the key is " + name + "; the text form writes its type letter " + row.letter +
+                   " in front of it)";
+        }
+    }
+    return "";
 }
 
 DirScope::DirScope(EnvStore& store, const std::string& path) : m_data(store.Data()) {
@@ -246,7 +282,7 @@ EnvEntry KeyScope::Require() {
     EnvEntry entry;
     entry.offset = m_data.FindKey(m_dir, m_name, m_nameLength);
     if (entry.offset == 0) {
-        throw Failure(m_file, m_path, TARN_ERR_KEY_NOT_EXIST);
+        throw Failure(m_file, m_path + TypeLetterHint(), TARN_ERR_KEY_NOT_EXIST);
     }
     entry.type = static_cast<unsigned char>(m_data.GetAttribute(entry.offset));
     entry.name.assign(m_name, static_cast<size_t>(m_nameLength));

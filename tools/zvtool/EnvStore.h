@@ -60,6 +60,9 @@ public:
     CZVEnvFile& File() { return *m_file; }
     CZVEnvData& Data() { return m_file->m_EnvData; }
 
+    // Sets or clears a directory's lock mark. The text form keeps no lock marks, so a store in
+    // the text form refuses to set one, with code 25 "Unsupported format.", rather than lose it.
+    void SetLockMark(const std::string& dirPath, bool lock);
     // Writes value under the key path, creating missing directories; an integer keeps the radix
     // it carries. Failures keep the library's code (21-24 and those of the key path).
     void SetValue(const std::string& keyPath, const EnvValue& value);
@@ -108,6 +111,9 @@ public:
     EnvEntry Require();
 
 private:
+    // A hint for a key named with the type letter of the text form in front of its name.
+    std::string TypeLetterHint();
+
     CZVEnvData& m_data;
     std::string m_path;
     std::string m_file;

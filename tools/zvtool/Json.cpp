@@ -250,9 +250,7 @@ void ImportTree(EnvStore& store, const Json& document, const std::string& dir,
             if (!item.is_boolean()) {
                 fail(dir, std::string("\"") + kLockedMember + "\" must be true or false");
             }
-            if (!store.File().Lock(dir.c_str(), item.get<bool>() ? 1 : 0)) {
-                throw Failure::FromLastError(store.Path(), dir);
-            }
+            store.SetLockMark(dir, item.get<bool>());
             continue;
         }
         bool isDir = !name.empty() && name.back() == '/';

@@ -1,6 +1,8 @@
 // Output.cpp - failure lines, JSON printing and the text forms of values.
 #include "Output.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -111,12 +113,20 @@ bool HexDecode(const std::string& text, std::string& bytes) {
 
 std::string FormatReal(double value) {
     char text[64];
-    for (int precision = 1; precision <= 17; ++precision) {
+    int precision = 1;
+    for (; precision < 17; ++precision) {
         std::snprintf(text, sizeof text, "%.*g", precision, value);
         if (std::strtod(text, nullptr) == value) {
             break;
         }
     }
+    // Whole numbers below 1e17 keep all their digits rather than turn into 1.5e+03.
+    double magnitude = std::fabs(value);
+    if (magnitude >= 1.0 && magnitude < 1e17) {
+        int digits = static_cast<int>(std::floor(std::log10(magnitude))) + 1;
+        precision = std::max(precision, digits);
+    }
+    std::snprintf(text, sizeof text, "%.*g", precision, value);
     return text;
 }
 
