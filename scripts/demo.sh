@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
-# Builds the library and the example host program (x86-64 host flavour) and runs it on the
-# example files that ship in examples/data.
-# Usage: scripts/demo.sh [example files...]
+# The main job: builds zvtool (x86-64 host flavour, with the example host programs) and runs a
+# short session on copies of the example files in a scratch directory: the configuration's tree,
+# one value read and changed, the file saved in the binary form, its tree as JSON, a load check,
+# its header line, and the error history.
+# Usage: scripts/demo.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 need=()
-for pkg in cmake ninja-build g++; do
+for pkg in cmake ninja-build g++ libcli11-dev nlohmann-json3-dev; do
     dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed" || need+=("$pkg")
 done
 if [ ${#need[@]} -gt 0 ]; then
@@ -20,7 +22,27 @@ if [ ${#need[@]} -gt 0 ]; then
 fi
 
 cmake -S . -B build/demo -G Ninja -DCMAKE_BUILD_TYPE=Release -DZV_BUILD_TESTS=OFF >/dev/null
-cmake --build build/demo --target zvdemo >/dev/null
-files=("$@")
-[ ${#files[@]} -gt 0 ] || files=(examples/data/*)
-exec env TZ=UTC build/demo/examples/zvdemo "${files[@]}"
+cmake --build build/demo --target zvtool zvdemo zverrlog >/dev/null
+tool="$PWD/build/demo/tools/zvtool/zvtool"
+
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+cp examples/data/device.env examples/data/errors.ehst "$work"/
+cd "$work"
+export TZ=UTC
+
+run() {
+    printf '\n$ zvtool %s\n' "$*"
+    "$tool" "$@"
+}
+
+run env show device.env
+run env get device.env /motor/MaxSpeed
+run env set device.env /motor/MaxSpeed 1900 --type int
+run env get device.env /motor/MaxSpeed
+run env convert device.env --to binary -o device.envb
+run env show device.envb motor
+run env export device.envb
+run env check device.envb
+run header show device.envb
+run errhist show errors.ehst

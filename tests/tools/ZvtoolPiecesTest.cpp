@@ -209,6 +209,11 @@ TEST(ZvtoolJson, ShapesAreTheDocumentedOnes) {
     value.radix = ZVED_ITEM_HEX;
     value.integer = 31;
     EXPECT_EQ(R"({"type":"int","radix":"hex","value":31})", zvtool::ValueToJson(value).dump());
+    value.integer = -256;
+    EXPECT_EQ(R"({"type":"int","radix":"hex","value":4294967040})",
+              zvtool::ValueToJson(value).dump());
+    value.radix = ZVED_ITEM_INTEGER;
+    EXPECT_EQ(R"({"type":"int","radix":"dec","value":-256})", zvtool::ValueToJson(value).dump());
     value.kind = ValueKind::String;
     value.bytes = "\x8C\x8E";
     EXPECT_EQ(R"({"type":"string","encoding":"hex","value":"8c8e"})",

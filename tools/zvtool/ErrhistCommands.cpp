@@ -64,20 +64,22 @@ std::string TrimmedText(const ERRHIST_tag& fields) {
 }
 
 Json RecordJson(const HistoryRecord& record) {
+    // The record is packed: its fields are copied out by value (unary +), never bound to a
+    // reference, since they may lie unaligned.
     const ERRHIST_tag& fields = record.fields;
     Json object = Json::object();
     object["id"] = record.id;
     object["slot"] = record.slot;
-    object["number1"] = fields.wNumber1;
+    object["number1"] = +fields.wNumber1;
     object["text"] = TrimmedText(fields);
-    object["number2"] = fields.wNumber2;
-    object["code"] = fields.wCode;
+    object["number2"] = +fields.wNumber2;
+    object["code"] = +fields.wCode;
     object["time"] = TimeJson(fields.lTime);
-    object["number3"] = fields.byNumber3;
-    object["number4"] = fields.wNumber4;
-    object["value1"] = fields.dwValue1;
-    object["value2"] = fields.dwValue2;
-    object["value3"] = fields.dwValue3;
+    object["number3"] = +fields.byNumber3;
+    object["number4"] = +fields.wNumber4;
+    object["value1"] = +fields.dwValue1;
+    object["value2"] = +fields.dwValue2;
+    object["value3"] = +fields.dwValue3;
     return object;
 }
 

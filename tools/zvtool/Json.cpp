@@ -151,7 +151,13 @@ Json ValueToJson(const EnvValue& value) {
     switch (value.kind) {
         case ValueKind::Int:
             object["radix"] = RadixName(value.radix);
-            object["value"] = value.integer;
+            // A hexadecimal, octal or binary integer is its 32 bits, as the text form writes it
+            // (0xffffff00, not -256); a decimal one is signed.
+            if (value.radix == ZVED_ITEM_INTEGER) {
+                object["value"] = value.integer;
+            } else {
+                object["value"] = static_cast<uint32_t>(value.integer);
+            }
             break;
         case ValueKind::Real:
             object["value"] = RealToJson(value.real);

@@ -2,7 +2,8 @@
 //
 // A directory is an object whose members are its directories and keys in storage order; a
 // locked directory also has the member "@locked": true. A key is an object with its type and
-// value: {"type": "int", "radix": "hex", "value": 31}, {"type": "real", "value": 0.15},
+// value: {"type": "int", "radix": "hex", "value": 31} (hexadecimal, octal and binary integers
+// as their 32 bits from 0 to 4294967295, decimal ones signed), {"type": "real", "value": 0.15},
 // {"type": "bool", "value": true}, {"type": "string", "value": "text"}, {"type": "data",
 // "value": "0a1bff"}. A string that is not UTF-8 is {"type": "string", "encoding": "hex",
 // "value": "<its bytes in hexadecimal>"}; a real that is not finite has the value "nan", "inf"

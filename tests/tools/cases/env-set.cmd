@@ -10,7 +10,7 @@ $ env get device.env /motor/FaultMask --json
 ? value
 $ env set device.env /display/AccessMode 0o750 --type int
 $ env get device.env /display/AccessMode
-$ env set device.env /motor/Gain 0.875 --type real
+$ env set device.env /motor/Gain 0.5 --type real
 $ env get device.env /motor/Gain
 $ env set device.env /motor/Gain 1e20 --type real
 $ env get device.env /motor/Gain
