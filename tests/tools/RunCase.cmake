@@ -19,6 +19,7 @@
 #   size FILE              the size of FILE in bytes
 #   mkdir DIR              makes a directory
 #   copy A B               copies file A to B
+#   link A B               makes B a symbolic link to A
 #
 # The transcript lists each command, its standard output, each line of its standard error
 # prefixed with "stderr: ", and "[exit N]". TZ is UTC. With UPDATE (or the environment variable
@@ -144,6 +145,8 @@ foreach(step IN LISTS steps)
         file(MAKE_DIRECTORY "${WORK}/${CMAKE_MATCH_1}")
     elseif(step MATCHES "^copy ([^ ]+) ([^ ]+)$")
         file(COPY_FILE "${WORK}/${CMAKE_MATCH_1}" "${WORK}/${CMAKE_MATCH_2}")
+    elseif(step MATCHES "^link ([^ ]+) ([^ ]+)$")
+        file(CREATE_LINK "${CMAKE_MATCH_1}" "${WORK}/${CMAKE_MATCH_2}" SYMBOLIC)
     else()
         message(FATAL_ERROR "${CASE}: cannot read the step '${step}'")
     endif()

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -61,15 +62,21 @@ void WriteFile(const std::string& path, const std::string& bytes) {
     }
 }
 
-Replacement::Replacement(const std::string& target) : m_target(target) {
-    size_t slash = target.find_last_of('/');
-    std::string dir = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
-    std::string base = slash == std::string::npos ? target : target.substr(slash + 1);
+Replacement::Replacement(const std::string& target) : m_name(target), m_target(target) {
+    // A symbolic link stays a link: the file it leads to is the one replaced.
+    char* real = realpath(target.c_str(), nullptr);
+    if (real != nullptr) {
+        m_target = real;
+        std::free(real);
+    }
+    size_t slash = m_target.find_last_of('/');
+    std::string dir = slash == std::string::npos ? std::string() : m_target.substr(0, slash + 1);
+    std::string base = slash == std::string::npos ? m_target : m_target.substr(slash + 1);
     std::string pattern = dir + "." + base + ".zvtool-XXXXXX";
     std::string buffer = pattern;
     int fd = mkstemp(&buffer[0]);
     if (fd < 0) {
-        throw Failure(target, "cannot write next to it: " + SystemReason(), TARN_ERR_OPEN_FILE);
+        throw Failure(m_name, "cannot write next to it: " + SystemReason(), TARN_ERR_OPEN_FILE);
     }
     close(fd);
     m_path = buffer;
@@ -94,7 +101,7 @@ void Replacement::Commit() {
         mode = 0666 & ~mask;
     }
     if (chmod(m_path.c_str(), mode) != 0 || rename(m_path.c_str(), m_target.c_str()) != 0) {
-        throw Failure(m_target, SystemReason(), TARN_ERR_FLUSH_FILE);
+        throw Failure(m_name, SystemReason(), TARN_ERR_FLUSH_FILE);
     }
     m_committed = true;
 }

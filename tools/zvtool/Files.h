@@ -18,8 +18,9 @@ std::string ReadFile(const std::string& path);
 // Writes bytes to path (created or truncated); code 36 when it cannot be written.
 void WriteFile(const std::string& path, const std::string& bytes);
 
-// A new file next to target that takes target's place on Commit. Until then target is left
-// alone, and a Replacement that is not committed removes its file.
+// A new file next to target that takes target's place on Commit (when target is a symbolic link,
+// the file it leads to is replaced and the link kept). Until then target is left alone, and a
+// Replacement that is not committed removes its file.
 class Replacement {
 public:
     explicit Replacement(const std::string& target);
@@ -34,7 +35,8 @@ public:
     void Commit();
 
 private:
-    std::string m_target;
+    std::string m_name;    // as given, for messages
+    std::string m_target;  // the file replaced (a link's target)
     std::string m_path;
     bool m_committed = false;
 };

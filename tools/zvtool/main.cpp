@@ -7,6 +7,8 @@
 #include <exception>
 #include <iostream>
 #include <new>
+#include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -25,6 +27,41 @@ void AddFileArgument(CLI::App* command, const char* name, std::string& path, con
 
 namespace {
 
+// The deepest command given on the command line, and its words as the start of a message
+// ("env set: "; empty when none was given).
+const CLI::App* GivenCommand(const CLI::App& app, std::string& path) {
+    const CLI::App* current = &app;
+    path.clear();
+    while (!current->get_subcommands().empty()) {
+        current = current->get_subcommands().front();
+        path += (path.empty() ? "" : " ") + current->get_name();
+    }
+    if (!path.empty()) {
+        path += ": ";
+    }
+    return current;
+}
+
+// The line for a command line that CLI11 refused. A family given without a known command is
+// reported by CLI11 as a missing subcommand either way; the words it could not place tell which.
+std::string UsageLine(const CLI::App& app, const CLI::ParseError& error) {
+    std::string path;
+    const CLI::App* current = GivenCommand(app, path);
+    std::vector<const CLI::App*> commands =
+        current->get_subcommands([](const CLI::App*) { return true; });
+    if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || commands.empty()) {
+        return path + error.what() + " (see --help)";
+    }
+    std::string names;
+    for (const CLI::App* command : commands) {
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    }
+    std::vector<std::string> rest = current->remaining();
+    std::string what =
+        rest.empty() ? "a command is required" : "unknown command '" + rest.front() + "'";
+    return path + what + " (" + names + "; see --help)";
+}
+
 int Run(CLI::App& app, int argc, char** argv) {
     try {
         app.parse(argc, argv);
@@ -36,10 +73,12 @@ int Run(CLI::App& app, int argc, char** argv) {
         std::cout << app.help("", CLI::AppFormatMode::All);
         return kExitOk;
     } catch (const CLI::ParseError& error) {
-        PrintError(std::string(error.what()) + " (see --help)");
+        PrintError(UsageLine(app, error));
         return kExitUsage;
     } catch (const UsageError& error) {
-        PrintError(error.what());
+        std::string path;
+        GivenCommand(app, path);
+        PrintError(path + error.what());
         return kExitUsage;
     } catch (const Failure& failure) {
         PrintError(failure.Line());

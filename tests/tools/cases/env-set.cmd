@@ -41,3 +41,9 @@ $ env get device.env /display/Title --json
 $ env set new.env /a/X 1 --type int
 $ env set new.env /a/X 1 --type int --create
 $ env show new.env
+# through a symbolic link the file it leads to changes, and the link stays
+link device.env linked.env
+$ env set linked.env /motor/MaxSpeed 1750 --type int
+$ env get device.env /motor/MaxSpeed
+$ env set linked.env /motor/MinSpeed 100 --type int
+$ env get device.env /motor/MinSpeed
