@@ -95,6 +95,11 @@ void Replacement::Commit() {
     mode_t mode;
     if (stat(m_target.c_str(), &status) == 0) {
         mode = status.st_mode & 07777;
+        // Keep the owner where allowed (a privileged user editing another's file); where not,
+        // the file is the caller's, as any file the caller writes anew.
+        if (chown(m_path.c_str(), status.st_uid, status.st_gid) != 0) {
+            errno = 0;
+        }
     } else {
         mode_t mask = umask(0);
         umask(mask);

@@ -30,8 +30,9 @@ public:
 
     // Where to write the new contents.
     const std::string& Path() const { return m_path; }
-    // Gives the new file target's permissions (or the usual ones for a new target) and renames
-    // it over target. Code 8 "Flush file failed." when that fails.
+    // Gives the new file target's permissions and, where allowed, its owner (or the usual
+    // permissions for a new target) and renames it over target. Code 8 "Flush file failed." when
+    // that fails.
     void Commit();
 
 private:
