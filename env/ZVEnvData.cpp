@@ -8,6 +8,7 @@
 #include <string.h>
 
 #include "TarnString.h"
+#include "ZVEnvIndex.h"
 #include "ZVEnvItem.h"
 #include "ZVParseEnvFile.h"
 
@@ -76,6 +77,7 @@ CZVEnvData::CZVEnvData()
       m_bAccessTimeStamped(0) {}
 
 CZVEnvData::~CZVEnvData() {
+    ReleaseIndex(this);
     if (m_dwLineBufferSize != 0) {
         TarnFreeBuffer(m_pszLineBuffer);
         m_pszLineBuffer = nullptr;
@@ -105,6 +107,7 @@ int CZVEnvData::Lock(int lock) {
  */
 int CZVEnvData::Open(const char* sharedName, const char* ownerKey) {
     m_bAccessTimeStamped = 0;
+    DropIndex(this);
     if (sharedName == nullptr || ownerKey == nullptr) {
         return 0;
     }
@@ -162,6 +165,7 @@ int CZVEnvData::Load(const char* path) {
 int CZVEnvData::Close() {
     m_pData = nullptr;
     m_dwDataSize = 0;
+    DropIndex(this);
     return m_SharedData.Close() ? 1 : 0;
 }
 
@@ -173,13 +177,18 @@ int CZVEnvData::Close() {
 int CZVEnvData::Reset(const void* data, unsigned int size) {
     unsigned int total;
     if (size > 6) {
-        if (data == nullptr || !AddSize(ZVED_ROOT_DIR, size, &total) ||
-            !m_SharedData.SetSize(total)) {
+        if (data == nullptr || !AddSize(ZVED_ROOT_DIR, size, &total)) {
+            return 0;
+        }
+        /* The bytes may be part of this very buffer (a subtree made the whole tree): they
+         * overlap their destination, and growing may move them. */
+        SafeBytes safeData(data, size, m_pData, m_dwDataSize);
+        if (!safeData.Ok() || !m_SharedData.SetSize(total)) {
             return 0;
         }
         m_pData = static_cast<unsigned char*>(m_SharedData.GetData());
         m_dwDataSize = m_SharedData.GetSize();
-        memcpy(m_pData + ZVED_ROOT_DIR, data, size);
+        memcpy(m_pData + ZVED_ROOT_DIR, safeData.Bytes(), size);
     } else {
         if (!m_SharedData.SetSize(ZVED_ROOT_DIR + kEmptyRootSize)) {
             return 0;
@@ -188,6 +197,7 @@ int CZVEnvData::Reset(const void* data, unsigned int size) {
         m_dwDataSize = m_SharedData.GetSize();
         WriteEmptyRoot(m_pData);
     }
+    DropIndex(this);
     AssignFormat(0);
     SetAccessTime(nullptr);
     return 1;

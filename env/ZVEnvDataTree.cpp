@@ -10,6 +10,7 @@
 
 #include <string.h>
 
+#include "ZVEnvIndex.h"
 #include "ZVEnvItem.h"
 
 using namespace zvenv;
@@ -61,11 +62,26 @@ int ListEnclosing(CZVEnvData* store, unsigned int item, DirList* list) {
     return list->count;
 }
 
+/* Reports a change at item to the store's index, if it has one. */
+void NoteStoreChange(CZVEnvData* store, unsigned int item, const DirList& list) {
+    StoreIndex* index = ExistingIndexOf(store);
+    if (index != nullptr) {
+        NoteChange(index, item, list.dir, list.count);
+    }
+}
+
 /* Adds delta (two's complement for a decrease) to the size of every listed directory, deepest
  * first. */
 void AdjustSizes(CZVEnvData* store, const DirList& list, unsigned int delta) {
+    StoreIndex* index = ExistingIndexOf(store);
+    if (index != nullptr) {
+        BeginChange(index);
+    }
     for (int i = list.count - 1; i >= 0; --i) {
         store->SetDirSize(list.dir[i], list.size[i] + delta);
+    }
+    if (index != nullptr) {
+        EndChange(index, store->m_dwDataSize);
     }
 }
 
@@ -79,6 +95,13 @@ unsigned int FindChild(CZVEnvData* store, unsigned int dir, const char* name, in
         return 0;
     }
     unsigned int n = NameLength(name, length);
+    StoreIndex* index = IndexOf(store);
+    if (index != nullptr) {
+        unsigned int found = IndexedFind(index, store, dir, name, n, wantDir);
+        if (found != kIndexCannotAnswer) {
+            return found;
+        }
+    }
     unsigned char sum = store->CalcSum(name, static_cast<int>(n));
     unsigned int nameOffset = wantDir ? kDirNameOffset : kKeyNameOffset;
     for (unsigned int child = store->GetNextItem(dir, 0); child != 0;
@@ -124,6 +147,29 @@ unsigned int FollowPath(CZVEnvData* store, unsigned int dir, const char* path, i
 }
 
 }  // namespace
+
+/*
+ * Sets the block's used size and reloads the data pointer and size. A block that must grow is
+ * first grown to twice its capacity (or to the size, when that is more), so that a buffer that
+ * grows item by item is not copied into a new mapping at every page.
+ */
+bool zvenv::SetBlockSize(CZVEnvData* store, unsigned int size) {
+    CZVSharedData& block = store->m_SharedData;
+    if (block.m_pHeader != nullptr && size > block.m_pHeader->dwCapacity) {
+        unsigned int capacity = block.m_pHeader->dwCapacity;
+        unsigned int ahead = capacity <= 0x7FFFFFFFu ? capacity * 2 : 0;
+        if (ahead > size) {
+            block.SetSize(
+                ahead); /* when there is no room for the reserve, the size alone is tried */
+        }
+    }
+    if (!block.SetSize(size)) {
+        return false;
+    }
+    store->m_pData = static_cast<unsigned char*>(block.GetData());
+    store->m_dwDataSize = block.GetSize();
+    return true;
+}
 
 unsigned int CZVEnvData::GetRootDir() {
     return ZVED_ROOT_DIR;
@@ -433,6 +479,10 @@ unsigned int CZVEnvData::CreateSubDir(unsigned int dir, const char* name, int le
     p[5] = sum;
     memcpy(p + kDirNameOffset, name, n);
     p[kDirNameOffset + n] = 0;
+    StoreIndex* index = ExistingIndexOf(this);
+    if (index != nullptr) {
+        NoteNewDirectory(index, dir, item);
+    }
     SetAccessTime(nullptr);
     return item;
 }
@@ -457,11 +507,17 @@ int CZVEnvData::IsDirLocked(unsigned int dir) {
     return m_pData[dir] == ZVED_ITEM_LOCKED_DIR ? 1 : 0;
 }
 
+/* A size written from outside the store's own insertions, resizes and deletions may change what
+ * any directory holds, so the lookup index is dropped then. */
 int CZVEnvData::SetDirSize(unsigned int dir, unsigned int size) {
     if (!ValidateDir(dir) || m_dwDataSize - dir < 5) {
         return 0;
     }
     WriteU32(m_pData + dir + 1, size);
+    StoreIndex* index = ExistingIndexOf(this);
+    if (index != nullptr && !InChange(index)) {
+        DropIndex(this);
+    }
     return 1;
 }
 
@@ -474,6 +530,13 @@ int CZVEnvData::SetDirSize(unsigned int dir, unsigned int size) {
 int CZVEnvData::GetDirTrace(unsigned int item, unsigned int* trace) {
     if (trace == nullptr || !ValidateItem(item) || item == ZVED_ROOT_DIR) {
         return 0;
+    }
+    StoreIndex* index = IndexOf(this);
+    if (index != nullptr) {
+        int known = IndexedTrace(index, this, item, trace);
+        if (known >= 0) {
+            return known;
+        }
     }
     int count = 0;
     unsigned int parent = ZVED_ROOT_DIR;
@@ -535,8 +598,10 @@ unsigned int CZVEnvData::InsertItem(unsigned int dir, unsigned int size) {
     if (list.count >= ZVED_MAX_DEPTH) {
         return 0;
     }
+    /* The new item goes behind the directory's last byte, which must lie past its head: a
+     * loaded directory whose size is shorter than its head would get it inside the head. */
     unsigned int dirSize = GetItemSizeNoValidate(dir);
-    if (dirSize == 0) {
+    if (dirSize == 0 || SkipDirHead(dir) == 0) {
         return 0;
     }
     list.dir[list.count] = dir;
@@ -546,14 +611,12 @@ unsigned int CZVEnvData::InsertItem(unsigned int dir, unsigned int size) {
     unsigned int point = dir + dirSize;
     unsigned int oldSize = m_dwDataSize;
     unsigned int newSize;
-    if (!AddSize(oldSize, size, &newSize) || !m_SharedData.SetSize(newSize)) {
+    if (!AddSize(oldSize, size, &newSize) || !SetBlockSize(this, newSize)) {
         return 0;
     }
-    m_pData = static_cast<unsigned char*>(m_SharedData.GetData());
-    m_dwDataSize = m_SharedData.GetSize();
-
     memmove(m_pData + point + size, m_pData + point, oldSize - point);
     memset(m_pData + point, ZVED_ITEM_FILLER, size);
+    NoteStoreChange(this, point, list);
     AdjustSizes(this, list, size);
     SetAccessTime(nullptr);
     return point;
@@ -578,22 +641,20 @@ int CZVEnvData::ResizeItem(unsigned int item, unsigned int oldSize, unsigned int
     if (newSize < oldSize) {
         unsigned int shrink = oldSize - newSize;
         memmove(m_pData + item + newSize, m_pData + tail, oldData - tail);
-        if (!m_SharedData.SetSize(oldData - shrink)) {
+        NoteStoreChange(this, item, list);
+        if (!SetBlockSize(this, oldData - shrink)) {
             return 0;
         }
-        m_pData = static_cast<unsigned char*>(m_SharedData.GetData());
-        m_dwDataSize = m_SharedData.GetSize();
         AdjustSizes(this, list, 0u - shrink);
     } else {
         unsigned int grow = newSize - oldSize;
         unsigned int grown;
-        if (!AddSize(oldData, grow, &grown) || !m_SharedData.SetSize(grown)) {
+        if (!AddSize(oldData, grow, &grown) || !SetBlockSize(this, grown)) {
             return 0;
         }
-        m_pData = static_cast<unsigned char*>(m_SharedData.GetData());
-        m_dwDataSize = m_SharedData.GetSize();
         memmove(m_pData + item + newSize, m_pData + tail, oldData - tail);
         memset(m_pData + tail, ZVED_ITEM_FILLER, grow);
+        NoteStoreChange(this, item, list);
         AdjustSizes(this, list, grow);
     }
     SetAccessTime(nullptr);
@@ -630,11 +691,10 @@ int CZVEnvData::DeleteItem(unsigned int item) {
     }
     unsigned int oldData = m_dwDataSize;
     memmove(m_pData + item, m_pData + item + size, oldData - item - size);
-    if (!m_SharedData.SetSize(oldData - size)) {
+    NoteStoreChange(this, item, list);
+    if (!SetBlockSize(this, oldData - size)) {
         return 0;
     }
-    m_pData = static_cast<unsigned char*>(m_SharedData.GetData());
-    m_dwDataSize = m_SharedData.GetSize();
     AdjustSizes(this, list, 0u - size);
     SetAccessTime(nullptr);
     return 1;

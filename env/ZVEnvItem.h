@@ -77,7 +77,9 @@ inline bool AddSize(unsigned int a, unsigned int b, unsigned int* sum) {
 /*
  * Bytes a caller passed in that may lie inside the item buffer itself (a name or value read from
  * the store and written back under another key). Growing the buffer moves it, so such bytes are
- * copied aside first; bytes from anywhere else are used where they are.
+ * copied aside first; bytes from anywhere else are used where they are. Bytes that overlap the
+ * buffer without lying wholly inside it are refused (Ok() is false): they cannot be a value of
+ * the store, and copying them would read past the data (a wrapping binary size, for one).
  */
 class SafeBytes {
 public:
@@ -86,6 +88,11 @@ public:
         : m_bytes(static_cast<const unsigned char*>(bytes)), m_copy(nullptr), m_ok(true) {
         const unsigned char* p = m_bytes;
         if (p == nullptr || buffer == nullptr || p >= buffer + bufferSize || p + length <= buffer) {
+            return;
+        }
+        if (p < buffer || length > static_cast<size_t>(buffer + bufferSize - p)) {
+            m_ok = false;
+            m_bytes = nullptr;
             return;
         }
         m_copy = static_cast<unsigned char*>(malloc(length != 0 ? length : 1));
@@ -110,6 +117,16 @@ private:
     unsigned char* m_copy;
     bool m_ok;
 };
+
+}  // namespace zvenv
+
+class CZVEnvData;
+
+namespace zvenv {
+
+/* Sets the used size of the store's block (growing its capacity ahead) and reloads the store's
+ * data pointer and size. False when the block cannot be resized. */
+bool SetBlockSize(CZVEnvData* store, unsigned int size);
 
 }  // namespace zvenv
 

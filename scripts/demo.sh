@@ -2,7 +2,8 @@
 # The main job: builds zvtool (x86-64 host flavour, with the example host programs) and runs a
 # short session on copies of the example files in a scratch directory: the configuration's tree,
 # one value read and changed, the file saved in the binary form, its tree as JSON, a load check,
-# its header line, and the error history.
+# its header line, and the error history. Then zvsettings, the example C host program, keeps a
+# device's settings in a fresh file in the same scratch directory.
 # Usage: scripts/demo.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -22,8 +23,9 @@ if [ ${#need[@]} -gt 0 ]; then
 fi
 
 cmake -S . -B build/demo -G Ninja -DCMAKE_BUILD_TYPE=Release -DZV_BUILD_TESTS=OFF >/dev/null
-cmake --build build/demo --target zvtool zvdemo zverrlog >/dev/null
+cmake --build build/demo --target zvtool zvdemo zvsettings zverrlog >/dev/null
 tool="$PWD/build/demo/tools/zvtool/zvtool"
+examples="$PWD/build/demo/examples"
 
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
@@ -46,3 +48,6 @@ run env export device.envb
 run env check device.envb
 run header show device.envb
 run errhist show errors.ehst
+
+printf '\n$ zvsettings settings.env\n'
+"$examples/zvsettings" settings.env

@@ -10,8 +10,8 @@ flavours=("$@")
 
 # Debian packages the build needs beyond the machine's toolchain.
 need=()
-for pkg in cmake ninja-build g++ pkg-config libgtest-dev g++-multilib qemu-user libcli11-dev \
-    nlohmann-json3-dev; do
+for pkg in cmake ninja-build g++ pkg-config libgtest-dev g++-multilib qemu-user abigail-tools \
+    libcli11-dev nlohmann-json3-dev; do
     dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed" || need+=("$pkg")
 done
 if [ ${#need[@]} -gt 0 ]; then

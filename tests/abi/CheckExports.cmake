@@ -1,5 +1,6 @@
 # Compares the names the library exports (nm -D --defined-only) with the checked-in list.
-# Symbols that the linker itself defines in every shared object are left out.
+# Symbols that the linker itself defines in every shared object are left out, and so are the
+# markers AddressSanitizer adds beside every exported variable.
 execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY}
     OUTPUT_VARIABLE nm_out RESULT_VARIABLE nm_rc)
 if(NOT nm_rc EQUAL 0)
@@ -10,7 +11,8 @@ set(actual)
 foreach(line IN LISTS lines)
     if(line MATCHES "^[0-9a-fA-F]* *[A-Za-z] ([^ ]+)$")
         set(sym ${CMAKE_MATCH_1})
-        if(NOT sym MATCHES "^(_init|_fini|_edata|_end|__bss_start)$")
+        if(NOT sym MATCHES "^(_init|_fini|_edata|_end|__bss_start)$" AND
+           NOT sym MATCHES "^__odr_asan\\.")
             list(APPEND actual ${sym})
         endif()
     endif()

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 
 #include <gtest/gtest.h>
 
@@ -170,6 +171,44 @@ TEST(LayoutTest, ObjectHolderFieldOrder) {
 #endif
 }
 
+// The mapped file's fields: the vtable pointer, three ints, the mutex, three ints, two strings,
+// the length and the address.
+TEST(LayoutTest, MapFileFieldOrder) {
+    CZVMapFile map;
+#if defined(__i386__)
+    const std::ptrdiff_t expected[] = {4, 8, 12, 16, 40, 44, 48, 52, 56, 60, 64};
+#else
+    const std::ptrdiff_t expected[] = {8, 12, 16, 24, 64, 68, 72, 80, 88, 96, 104};
+#endif
+    const std::ptrdiff_t actual[] = {
+        OffsetIn(map, map.m_bFileBacked),   OffsetIn(map, map.m_hFile),
+        OffsetIn(map, map.m_bReadOnly),     OffsetIn(map, map.m_Mutex),
+        OffsetIn(map, map.m_bMutexCreated), OffsetIn(map, map.m_bLocked),
+        OffsetIn(map, map.m_bFirst),        OffsetIn(map, map.m_pszPath),
+        OffsetIn(map, map.m_pszMutexName),  OffsetIn(map, map.m_dwLength),
+        OffsetIn(map, map.m_pAddress)};
+    for (size_t i = 0; i < sizeof expected / sizeof expected[0]; ++i) {
+        EXPECT_EQ(expected[i], actual[i]) << "field " << i;
+    }
+}
+
+// The shared data block's fields: page size, the 64-byte name, the two mappings, two pointers.
+TEST(LayoutTest, SharedDataFieldOrder) {
+    CZVSharedData block;
+#if defined(__i386__)
+    const std::ptrdiff_t expected[] = {4, 8, 72, 140, 208, 212};
+#else
+    const std::ptrdiff_t expected[] = {8, 12, 80, 192, 304, 312};
+#endif
+    const std::ptrdiff_t actual[] = {
+        OffsetIn(block, block.m_dwPageSize), OffsetIn(block, block.m_szName),
+        OffsetIn(block, block.m_CtrlMap),    OffsetIn(block, block.m_DataMap),
+        OffsetIn(block, block.m_pHeader),    OffsetIn(block, block.m_pPrivateHeader)};
+    for (size_t i = 0; i < sizeof expected / sizeof expected[0]; ++i) {
+        EXPECT_EQ(expected[i], actual[i]) << "field " << i;
+    }
+}
+
 TEST(LayoutTest, MapFileSlotOrder) {
     // Slots 0 and 1 are the complete and deleting destructors.
     EXPECT_EQ(2, SlotOf(&CZVMapFile::CopyAndPerge));
@@ -247,6 +286,215 @@ TEST(LayoutTest, ObjectHolderSlotOrder) {
     EXPECT_EQ(3, SlotOf(&CZVObjectHolder::GetObject));
     EXPECT_EQ(4, SlotOf(&CZVObjectHolder::SetObject));
 }
+
+TEST(LayoutTest, EnvDataSlotOrder) {
+    // Slots 0 and 1 are the complete and deleting destructors (see below).
+    EXPECT_EQ(2, SlotOf(&CZVEnvData::Lock));
+    EXPECT_EQ(3, SlotOf(&CZVEnvData::Open));
+    EXPECT_EQ(4, SlotOf(&CZVEnvData::Close));
+    EXPECT_EQ(5, SlotOf(&CZVEnvData::Reset));
+    EXPECT_EQ(6, SlotOf(&CZVEnvData::GetFormat));
+    EXPECT_EQ(7, SlotOf(&CZVEnvData::AssignFormat));
+    EXPECT_EQ(8, SlotOf(&CZVEnvData::Load));
+    EXPECT_EQ(9, SlotOf(&CZVEnvData::Save));
+    EXPECT_EQ(10, SlotOf(&CZVEnvData::IsValidName));
+    EXPECT_EQ(11, SlotOf(&CZVEnvData::IsSameName));
+    EXPECT_EQ(12, SlotOf(&CZVEnvData::GetDirName));
+    EXPECT_EQ(13, SlotOf(&CZVEnvData::GetKeyName));
+    EXPECT_EQ(14, SlotOf(&CZVEnvData::IsKey));
+    EXPECT_EQ(15, SlotOf(&CZVEnvData::IsKeyNoValidate));
+    EXPECT_EQ(16, SlotOf(&CZVEnvData::IsDir));
+    EXPECT_EQ(17, SlotOf(&CZVEnvData::IsDirNoValidate));
+    EXPECT_EQ(18, SlotOf(&CZVEnvData::GetAttribute));
+    EXPECT_EQ(19, SlotOf(&CZVEnvData::GetSum));
+    EXPECT_EQ(20, SlotOf(&CZVEnvData::FindDir));
+    EXPECT_EQ(21, SlotOf(&CZVEnvData::FindKey));
+    EXPECT_EQ(22, SlotOf(&CZVEnvData::DeleteItem));
+    EXPECT_EQ(23, SlotOf(&CZVEnvData::CreateDir));
+    EXPECT_EQ(24, SlotOf(&CZVEnvData::CreateSubDir));
+    EXPECT_EQ(25, SlotOf(&CZVEnvData::GetDir));
+    EXPECT_EQ(26, SlotOf(&CZVEnvData::LockDir));
+    EXPECT_EQ(27, SlotOf(&CZVEnvData::IsDirLocked));
+    EXPECT_EQ(28, SlotOf(&CZVEnvData::GetRootDir));
+    EXPECT_EQ(29, SlotOf(&CZVEnvData::SetInteger));
+    EXPECT_EQ(30, SlotOf(&CZVEnvData::GetInteger));
+    EXPECT_EQ(31, SlotOf(&CZVEnvData::SetDouble));
+    EXPECT_EQ(32, SlotOf(&CZVEnvData::GetDouble));
+    EXPECT_EQ(33, SlotOf(&CZVEnvData::SetBoolean));
+    EXPECT_EQ(34, SlotOf(&CZVEnvData::GetBoolean));
+    EXPECT_EQ(35, SlotOf(&CZVEnvData::SetString));
+    EXPECT_EQ(36, SlotOf(&CZVEnvData::GetString));
+    EXPECT_EQ(37, SlotOf(&CZVEnvData::SetBinData));
+    EXPECT_EQ(38, SlotOf(&CZVEnvData::GetBinData));
+    EXPECT_EQ(39, SlotOf(&CZVEnvData::GetBinDataBuf));
+    EXPECT_EQ(40, SlotOf(&CZVEnvData::InsertComment));
+    EXPECT_EQ(41, SlotOf(&CZVEnvData::SetAccessTime));
+    EXPECT_EQ(42, SlotOf(&CZVEnvData::GetAccessTime));
+    EXPECT_EQ(43, SlotOf(&CZVEnvData::SetCommonFileHeader));
+    EXPECT_EQ(44, SlotOf(&CZVEnvData::GetItemSize));
+    EXPECT_EQ(45, SlotOf(&CZVEnvData::GetItemSizeNoValidate));
+    EXPECT_EQ(46, SlotOf(&CZVEnvData::SkipDirHead));
+    EXPECT_EQ(47, SlotOf(&CZVEnvData::SkipKeyHead));
+    EXPECT_EQ(48, SlotOf(&CZVEnvData::PrintIndent));
+    EXPECT_EQ(49, SlotOf(&CZVEnvData::PrintItem));
+    EXPECT_EQ(50, SlotOf(&CZVEnvData::CalcSum));
+    EXPECT_EQ(51, SlotOf(&CZVEnvData::ParseDirPath));
+    EXPECT_EQ(52, SlotOf(&CZVEnvData::InsertItem));
+    EXPECT_EQ(53, SlotOf(&CZVEnvData::ResizeItem));
+    EXPECT_EQ(54, SlotOf(&CZVEnvData::GetDirTrace));
+    EXPECT_EQ(55, SlotOf(&CZVEnvData::SetDirSize));
+    EXPECT_EQ(56, SlotOf(&CZVEnvData::GetNextItem));
+    EXPECT_EQ(57, SlotOf(&CZVEnvData::ValidateItem));
+    EXPECT_EQ(58, SlotOf(&CZVEnvData::ValidateDir));
+    EXPECT_EQ(59, SlotOf(&CZVEnvData::FlushLineBuffer));
+    EXPECT_EQ(60, SlotOf(&CZVEnvData::ReserveLineBuffer));
+    EXPECT_EQ(61, SlotOf(&CZVEnvData::SetLineBuffer));
+}
+
+// The entries of an object's virtual table.
+void* const* TableOf(const void* object) {
+    void* const* table = nullptr;
+    std::memcpy(&table, object, sizeof table);
+    return table;
+}
+
+TEST(LayoutTest, EnvDataDestructorsAreSlotsZeroAndOne) {
+    // Slot 0 destroys without freeing: called on an object in local storage, it releases the
+    // store's block and line buffer (the sanitizer flavour reports anything left).
+    alignas(CZVEnvData) unsigned char storage[sizeof(CZVEnvData)];
+    CZVEnvData* local = new (storage) CZVEnvData;
+    ASSERT_EQ(1, local->Open("DestructorSlots", "k"));
+    local->m_pszLineBuffer = TarnAllocateStringBufferA(64);
+    local->m_dwLineBufferSize = 64;
+    reinterpret_cast<void (*)(CZVEnvData*)>(TableOf(local)[0])(local);
+
+    // Slot 1 destroys and frees: called on a heap object, nothing is left behind.
+    CZVEnvData* heap = new CZVEnvData;
+    ASSERT_EQ(1, heap->Open("DestructorSlots", "k"));
+    EXPECT_NE(TableOf(heap)[0], TableOf(heap)[1]);
+    reinterpret_cast<void (*)(CZVEnvData*)>(TableOf(heap)[1])(heap);
+}
+
+TEST(LayoutTest, EnvDataFieldsInTheirOrder) {
+    CZVEnvData store;
+    const std::ptrdiff_t offsets[] = {
+        OffsetIn(store, store.m_SharedData),       OffsetIn(store, store.m_pData),
+        OffsetIn(store, store.m_dwDataSize),       OffsetIn(store, store.m_nIndent),
+        OffsetIn(store, store.m_dwLineBufferSize), OffsetIn(store, store.m_dwLineLength),
+        OffsetIn(store, store.m_pszLineBuffer),    OffsetIn(store, store.m_bAccessTimeStamped)};
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(sizeof(void*)), offsets[0]);  // behind the table
+    for (size_t i = 1; i < sizeof offsets / sizeof offsets[0]; ++i) {
+        EXPECT_LT(offsets[i - 1], offsets[i]) << "field " << i;
+    }
+    EXPECT_EQ(offsets[0] + static_cast<std::ptrdiff_t>(sizeof(CZVSharedData)), offsets[1]);
+}
+
+#if defined(__i386__)
+TEST(LayoutTest, EnvDataDeviceLayout) {
+    // The table pointer, the 216-byte block, then seven 4-byte fields.
+    CZVEnvData store;
+    EXPECT_EQ(248u, sizeof(CZVEnvData));
+    EXPECT_EQ(4, OffsetIn(store, store.m_SharedData));
+    EXPECT_EQ(220, OffsetIn(store, store.m_pData));
+    EXPECT_EQ(224, OffsetIn(store, store.m_dwDataSize));
+    EXPECT_EQ(228, OffsetIn(store, store.m_nIndent));
+    EXPECT_EQ(232, OffsetIn(store, store.m_dwLineBufferSize));
+    EXPECT_EQ(236, OffsetIn(store, store.m_dwLineLength));
+    EXPECT_EQ(240, OffsetIn(store, store.m_pszLineBuffer));
+    EXPECT_EQ(244, OffsetIn(store, store.m_bAccessTimeStamped));
+}
+#endif
+
+TEST(LayoutTest, EnvFileSlotOrder) {
+    EXPECT_EQ(2, SlotOf(&CZVEnvFile::AddRef));
+    EXPECT_EQ(3, SlotOf(&CZVEnvFile::Release));
+    EXPECT_EQ(4, SlotOf(&CZVEnvFile::OpenFile));
+    EXPECT_EQ(5, SlotOf(&CZVEnvFile::Close));
+    EXPECT_EQ(6, SlotOf(&CZVEnvFile::IsOpened));
+    EXPECT_EQ(7, SlotOf(&CZVEnvFile::Flush));
+    EXPECT_EQ(8, SlotOf(&CZVEnvFile::SaveAs));
+    EXPECT_EQ(9, SlotOf(&CZVEnvFile::AssignDir));
+    EXPECT_EQ(10, SlotOf(&CZVEnvFile::GetAssignedDir));
+    EXPECT_EQ(11, SlotOf(&CZVEnvFile::GetFormat));
+    EXPECT_EQ(12, SlotOf(&CZVEnvFile::AssignFormat));
+    EXPECT_EQ(13, SlotOf(&CZVEnvFile::CheckDirExist));
+    EXPECT_EQ(14, SlotOf(&CZVEnvFile::CreateDir));
+    EXPECT_EQ(15, SlotOf(&CZVEnvFile::RemoveDir));
+    EXPECT_EQ(16, SlotOf(&CZVEnvFile::CheckKeyExist));
+    EXPECT_EQ(17, SlotOf(&CZVEnvFile::RemoveKey));
+    EXPECT_EQ(18, SlotOf(&CZVEnvFile::Lock));
+    EXPECT_EQ(19, SlotOf(&CZVEnvFile::IsLocked));
+    EXPECT_EQ(20, SlotOf(&CZVEnvFile::SetInteger));
+    EXPECT_EQ(21, SlotOf(&CZVEnvFile::GetInteger));
+    EXPECT_EQ(22, SlotOf(&CZVEnvFile::SetDouble));
+    EXPECT_EQ(23, SlotOf(&CZVEnvFile::GetDouble));
+    EXPECT_EQ(24, SlotOf(&CZVEnvFile::SetBoolean));
+    EXPECT_EQ(25, SlotOf(&CZVEnvFile::GetBoolean));
+    EXPECT_EQ(26, SlotOf(&CZVEnvFile::SetString));
+    EXPECT_EQ(27, SlotOf(&CZVEnvFile::GetString));
+    EXPECT_EQ(28, SlotOf(&CZVEnvFile::SetData));
+    EXPECT_EQ(29, SlotOf(&CZVEnvFile::GetData));
+    EXPECT_EQ(30, SlotOf(&CZVEnvFile::EnumEntries));
+    EXPECT_EQ(31, SlotOf(&CZVEnvFile::PrepareDir));
+    EXPECT_EQ(32, SlotOf(&CZVEnvFile::PrepareKey));
+    EXPECT_EQ(33, SlotOf(&CZVEnvFile::GetFullPath));
+    EXPECT_EQ(34, SlotOf(&CZVEnvFile::GetValidateID));
+}
+
+TEST(LayoutTest, ParseEnvFileSlotOrder) {
+    EXPECT_EQ(2, SlotOf(&CZVParseEnvFile::Parse));
+    EXPECT_EQ(3, SlotOf(&CZVParseEnvFile::SkipSpace));
+    EXPECT_EQ(4, SlotOf(&CZVParseEnvFile::ParseItem));
+}
+
+TEST(LayoutTest, EnvFileFieldsFollowTheTableInOrder) {
+    CZVEnvFile file;
+    const std::ptrdiff_t word = sizeof(void*);
+    EXPECT_EQ(word, OffsetIn(file, file.m_nRefCount));
+    EXPECT_LT(OffsetIn(file, file.m_nRefCount), OffsetIn(file, file.m_pszFilePath));
+    EXPECT_EQ(OffsetIn(file, file.m_pszFilePath) + word, OffsetIn(file, file.m_pszAssignedDir));
+    EXPECT_EQ(OffsetIn(file, file.m_pszAssignedDir) + word, OffsetIn(file, file.m_EnvData));
+    EXPECT_EQ(OffsetIn(file, file.m_EnvData) + static_cast<std::ptrdiff_t>(sizeof(CZVEnvData)),
+              OffsetIn(file, file.m_CriticalSection));
+    CZVParseEnvFile parser;
+    EXPECT_EQ(word, OffsetIn(parser, parser.m_pEnvData));
+    EXPECT_EQ(2 * word, OffsetIn(parser, parser.m_MapFile));
+    EXPECT_EQ(OffsetIn(parser, parser.m_MapFile) + static_cast<std::ptrdiff_t>(sizeof(CZVMapFile)),
+              OffsetIn(parser, parser.m_Tokenizer));
+    EXPECT_LT(OffsetIn(parser, parser.m_Tokenizer), OffsetIn(parser, parser.m_bTrailingComment));
+}
+
+TEST(LayoutTest, EnumerationRecordsArePacked) {
+    EXPECT_EQ(sizeof(char*), offsetof(ZVEV_ENUM_ENTRY_tag, wType));
+    EXPECT_EQ(sizeof(char*) + 2, sizeof(ZVEV_ENUM_ENTRY_tag));
+    EXPECT_EQ(0u, offsetof(ZVEV_ENUM_LIST_tag, dwCount));
+    EXPECT_EQ(4u, offsetof(ZVEV_ENUM_LIST_tag, Entries));
+    EXPECT_EQ(4 + sizeof(ZVEV_ENUM_ENTRY_tag), sizeof(ZVEV_ENUM_LIST_tag));
+}
+
+#if defined(__i386__)
+TEST(LayoutTest, DeviceEnvFileLayout) {
+    EXPECT_EQ(288u, sizeof(CZVEnvFile));
+    CZVEnvFile file;
+    EXPECT_EQ(4, OffsetIn(file, file.m_nRefCount));
+    EXPECT_EQ(8, OffsetIn(file, file.m_pszFilePath));
+    EXPECT_EQ(12, OffsetIn(file, file.m_pszAssignedDir));
+    EXPECT_EQ(16, OffsetIn(file, file.m_EnvData));
+    EXPECT_EQ(264, OffsetIn(file, file.m_CriticalSection));
+    EXPECT_EQ(24u, sizeof(file.m_CriticalSection));
+    EXPECT_EQ(6u, sizeof(ZVEV_ENUM_ENTRY_tag));
+    EXPECT_EQ(10u, sizeof(ZVEV_ENUM_LIST_tag));
+}
+
+TEST(LayoutTest, DeviceParseEnvFileLayout) {
+    EXPECT_EQ(1900u, sizeof(CZVParseEnvFile));
+    CZVParseEnvFile parser;
+    EXPECT_EQ(4, OffsetIn(parser, parser.m_pEnvData));
+    EXPECT_EQ(8, OffsetIn(parser, parser.m_MapFile));
+    EXPECT_EQ(76, OffsetIn(parser, parser.m_Tokenizer));
+    EXPECT_EQ(1896, OffsetIn(parser, parser.m_bTrailingComment));
+}
+#endif
 
 TEST(LayoutTest, CsLockHoldsItsCriticalSectionBehindTheTable) {
     pthread_mutex_t cs;

@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 #include <wchar.h>
 
 typedef struct {
@@ -37,6 +38,13 @@ extern const char* TarnGetDateTimeStrA(const long* value, int format, char* buff
 extern const char* TarnParseDateTimeStrA(const char* text, int format, long* value, int utc);
 extern int TarnIsFileCorruptedA(const char* path);
 extern int ZVEVIsFileExistA(const char* path);
+
+typedef void* HostEnvHandle;
+extern int ZVEVOpenFile(const char* path, HostEnvHandle* handle);
+extern int ZVEVSetInteger(HostEnvHandle handle, const char* key, int value);
+extern int ZVEVGetInteger(HostEnvHandle handle, const char* key, int defaultValue);
+extern int ZVEVFlush(HostEnvHandle handle);
+extern int ZVEVClose(HostEnvHandle handle);
 
 #pragma pack(push, 1)
 typedef struct {
@@ -168,6 +176,36 @@ static void files(void) {
     check(TarnIsFileCorruptedA("/zv-no-such-file") == 0, "a missing file is not corrupted");
 }
 
+static void environmentFile(void) {
+    const char* tmp = getenv("TMPDIR");
+    char folder[256];
+    char path[300];
+    HostEnvHandle handle = &handle;
+    snprintf(folder, sizeof folder, "%s/zvhostXXXXXX", tmp != NULL && *tmp != '\0' ? tmp : "/tmp");
+    if (mkdtemp(folder) == NULL) {
+        check(0, "temporary folder for the environment file");
+        return;
+    }
+    snprintf(path, sizeof path, "%s/host.env", folder);
+    check(ZVEVOpenFile(path, &handle) == 1 && handle != NULL, "open a missing environment file");
+    check(ZVEVSetInteger(handle, "/net/port", 8080) == 1, "set an integer");
+    check(ZVEVGetInteger(handle, "/net/port", 0) == 8080, "read it back");
+    TarnSetLastError(0);
+    check(ZVEVGetInteger(handle, "/net/mtu", 1500) == 1500 && TarnGetLastError() == 12,
+          "missing key: the default, code 12");
+    check(ZVEVFlush(handle) == 1 && GetFileSize(path) == 96 + 23, "flush: header and 23 bytes");
+    check(ZVEVClose(handle) == 1, "close");
+    TarnSetLastError(0);
+    check(ZVEVGetInteger(handle, "/net/port", 7) == 7 && TarnGetLastError() == 1,
+          "closed handle: the default, code 1");
+    handle = NULL;
+    check(ZVEVOpenFile(path, &handle) == 1 && ZVEVGetInteger(handle, "/net/port", 0) == 8080 &&
+              ZVEVClose(handle) == 1,
+          "reopen and read");
+    remove(path);
+    rmdir(folder);
+}
+
 static void fileHeader(void) {
     static const char expected[] =
         "ENVT0102,LM:2009/03/07 14:05:09:000,DS:0000000010,CS:00513,MA:00-1A-2B-3C-4D-5E,"
@@ -253,6 +291,7 @@ int main(void) {
     shims();
     dateTimeText();
     files();
+    environmentFile();
     fileHeader();
     errorHistory();
     printf("%d passed, %d failed\n", passed, failed);
