@@ -14,6 +14,8 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <typeinfo>
+
 #include "TarnString.h"
 
 namespace {
@@ -29,7 +31,7 @@ char g_szSharedEmpty[1] = {'\0'};
 const uint64_t kStringStep = 16;
 
 /* Display columns: a tab moves to the next multiple of this. */
-const int kTabWidth = 4;
+const unsigned int kTabWidth = 4; /* a power of two */
 
 /* Escape letters and the control bytes they stand for, in the same order. */
 const char kEscapeLetters[] = "abfnrtv";
@@ -403,6 +405,64 @@ int CZVTokenProvider::IsEndOfData() {
     return static_cast<unsigned int>(m_nCurPos) >= m_dwDataLength ? 1 : 0;
 }
 
+namespace {
+
+/* The matchers in the order GetToken tries them, through the virtual slots: the first that takes
+ * bytes wins, -1 stops. */
+int MatchInOrder(CZVTokenProvider* p, const char* text, int remaining, ZV_TOKEN_tag* token) {
+    typedef int (CZVTokenProvider::*Matcher)(const char*, int, ZV_TOKEN_tag*);
+    static const Matcher kOrder[] = {
+        &CZVTokenProvider::MatchSpace,   &CZVTokenProvider::MatchLineEnd,
+        &CZVTokenProvider::MatchComment, &CZVTokenProvider::MatchRiteral,
+        &CZVTokenProvider::MatchNumber,  &CZVTokenProvider::MatchVariable,
+        &CZVTokenProvider::MatchSplitter};
+    int count = 0;
+    for (size_t i = 0; i < sizeof kOrder / sizeof kOrder[0] && count == 0; ++i) {
+        count = (p->*kOrder[i])(text, remaining, token);
+    }
+    return count;
+}
+
+/*
+ * The same for a provider of this very class, whose matchers are the library's own: each takes
+ * only text that starts with its own bytes (blanks, a line end, '#', a quote, a sign, point or
+ * digit, a name's first character, a splitter), and those sets do not meet, so the first byte
+ * names the one matcher that can take the text.
+ */
+int MatchByFirstByte(CZVTokenProvider* p, const char* text, int remaining, ZV_TOKEN_tag* token) {
+    const unsigned char c = static_cast<unsigned char>(text[0]);
+    switch (c) {
+        case ' ':
+        case '\t':
+            return p->CZVTokenProvider::MatchSpace(text, remaining, token);
+        case '\r':
+        case '\n':
+            return p->CZVTokenProvider::MatchLineEnd(text, remaining, token);
+        case '#':
+            return p->CZVTokenProvider::MatchComment(text, remaining, token);
+        case '\'':
+        case '"':
+            return p->CZVTokenProvider::MatchRiteral(text, remaining, token);
+        case '-':
+        case '+':
+        case '.':
+            return p->CZVTokenProvider::MatchNumber(text, remaining, token);
+        case '=':
+        case '/':
+        case '{':
+        case '}':
+        case ',':
+            return p->CZVTokenProvider::MatchSplitter(text, remaining, token);
+        default:
+            if (c >= '0' && c <= '9') {
+                return p->CZVTokenProvider::MatchNumber(text, remaining, token);
+            }
+            return p->CZVTokenProvider::MatchVariable(text, remaining, token);
+    }
+}
+
+}  // namespace
+
 int CZVTokenProvider::GetToken(ZV_TOKEN_tag* token) {
     if (token == NULL) {
         return 0;
@@ -420,20 +480,13 @@ int CZVTokenProvider::GetToken(ZV_TOKEN_tag* token) {
     token->nLine = m_nCurLine - 1;
     token->nColumn = CalcColumn(m_pData + m_nLineStart, m_nCurPos - m_nLineStart);
 
-    typedef int (CZVTokenProvider::*Matcher)(const char*, int, ZV_TOKEN_tag*);
-    static const Matcher kOrder[] = {
-        &CZVTokenProvider::MatchSpace,   &CZVTokenProvider::MatchLineEnd,
-        &CZVTokenProvider::MatchComment, &CZVTokenProvider::MatchRiteral,
-        &CZVTokenProvider::MatchNumber,  &CZVTokenProvider::MatchVariable,
-        &CZVTokenProvider::MatchSplitter};
     const char* text = m_pData + m_nCurPos;
     const int remaining = static_cast<int>(m_dwDataLength - static_cast<unsigned int>(m_nCurPos));
-    int count = 0;
-    for (size_t i = 0; i < sizeof kOrder / sizeof kOrder[0] && count == 0; ++i) {
-        count = (this->*kOrder[i])(text, remaining, token);
-        if (count < 0) {
-            return 0;  // malformed: the position stays at the token's start
-        }
+    int count = typeid(*this) == typeid(CZVTokenProvider)
+                    ? MatchByFirstByte(this, text, remaining, token)
+                    : MatchInOrder(this, text, remaining, token);
+    if (count < 0) {
+        return 0;  // malformed: the position stays at the token's start
     }
     if (count == 0) {
         token->nKind = ZV_TOKEN_CHAR;
@@ -740,14 +793,12 @@ int CZVTokenProvider::CalcColumn(const char* text, int n) {
         return 0;
     }
     const size_t count = n < 0 ? strlen(text) : static_cast<size_t>(n);
-    int column = 0;
+    // Every byte counts 1 and a tab then rounds up to its stop (a multiple of 4).
+    unsigned int column = 0;
     for (size_t i = 0; i < count; ++i) {
-        ++column;
-        if (text[i] == '\t') {
-            column = (column + kTabWidth - 1) / kTabWidth * kTabWidth;
-        }
+        column = text[i] == '\t' ? (column + kTabWidth) & ~(kTabWidth - 1u) : column + 1;
     }
-    return column;
+    return static_cast<int>(column);
 }
 
 char* CZVTokenProvider::ParseString(const char* text, int n) {
