@@ -16,9 +16,14 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <string>
+#include <typeinfo>
+
 #include "TarnString.h"
 #include "ZVCmnFileHdr.h"
 #include "ZVEnvItem.h"
+#include "ZVTextFormat.h"
+#include "ZVTextWriter.h"
 #include "ZVTokenProvider.h"
 
 using namespace zvenv;
@@ -44,47 +49,6 @@ unsigned int VisualColumn(const char* text, unsigned int n) {
     }
     return column;
 }
-
-/* The binary digits of a value, most significant first, with leading groups of four zeros
- * dropped ("0" for 0): 5 gives 0101, 16 gives 00010000. */
-void BinaryDigits(uint32_t value, char out[33]) {
-    for (int bit = 0; bit < 32; ++bit) {
-        out[bit] = ((value >> (31 - bit)) & 1u) != 0 ? '1' : '0';
-    }
-    out[32] = '\0';
-    int skip = 0;
-    while (skip < 32 && memcmp(out + skip, "0000", 4) == 0) {
-        skip += 4;
-    }
-    if (skip == 32) {
-        out[0] = '0';
-        out[1] = '\0';
-    } else if (skip != 0) {
-        memmove(out, out + skip, static_cast<size_t>(33 - skip));
-    }
-}
-
-/* The "C" locale, made once, so that reals are written with a '.' whatever the process uses. */
-locale_t CLocale() {
-    static locale_t c = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
-    return c;
-}
-
-/* Switches the calling thread to the "C" locale for the life of the object. */
-class CLocaleScope {
-public:
-    CLocaleScope() : m_old(CLocale() != static_cast<locale_t>(0) ? uselocale(CLocale()) : 0) {}
-    ~CLocaleScope() {
-        if (m_old != static_cast<locale_t>(0)) {
-            uselocale(m_old);
-        }
-    }
-    CLocaleScope(const CLocaleScope&) = delete;
-    CLocaleScope& operator=(const CLocaleScope&) = delete;
-
-private:
-    locale_t m_old;
-};
 
 }  // namespace
 
@@ -336,6 +300,30 @@ private:
 
 }  // namespace
 
+namespace {
+
+/*
+ * The text body of a store of the library's own class, written as its PrintItem would write it
+ * but in one pass into memory and one write: 1, 0 when an item could not be written (what came
+ * before it is written), -1 when there was no memory for it (nothing was written or changed:
+ * the item-by-item writer takes over).
+ */
+int WriteTextAtOnce(CZVEnvData* store, FILE* file) {
+    std::string body;
+    int all;
+    try {
+        all = WriteTextBody(store, &body);
+    } catch (...) {
+        return -1;
+    }
+    if (fwrite(body.data(), 1, body.size(), file) != body.size()) {
+        return 0;
+    }
+    return all;
+}
+
+}  // namespace
+
 int CZVEnvData::PrintItem(unsigned int item, FILE* file) {
     if (file == nullptr || !ValidateItem(item) || GetItemSizeNoValidate(item) == 0) {
         return 0;
@@ -398,17 +386,24 @@ int CZVEnvData::Save(const char* path) {
     }
     if (memcmp(m_pData + kTagOffset, "ENVT", 4) == 0) {
         m_nIndent = 0;
-        for (unsigned int child = GetNextItem(ZVED_ROOT_DIR, 0); child != 0;
-             child = GetNextItem(ZVED_ROOT_DIR, child)) {
-            if (!PrintItem(child, file)) {
-                FlushLineBuffer(file);
-                fclose(file);
+        int written = typeid(*this) == typeid(CZVEnvData) ? WriteTextAtOnce(this, file) : -1;
+        if (written == 0) {
+            fclose(file);
+            return 0;
+        }
+        if (written < 0) {
+            for (unsigned int child = GetNextItem(ZVED_ROOT_DIR, 0); child != 0;
+                 child = GetNextItem(ZVED_ROOT_DIR, child)) {
+                if (!PrintItem(child, file)) {
+                    FlushLineBuffer(file);
+                    fclose(file);
+                    return 0;
+                }
+            }
+            if (!FlushLineBuffer(file)) {
+                /* Kept as it always was: this failure returns without closing the file. */
                 return 0;
             }
-        }
-        if (!FlushLineBuffer(file)) {
-            /* Kept as it always was: this failure returns without closing the file. */
-            return 0;
         }
     } else if (memcmp(m_pData + kTagOffset, "ENVB", 4) == 0) {
         size_t body = m_dwDataSize - ZVED_ROOT_DIR;

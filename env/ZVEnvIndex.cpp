@@ -21,6 +21,7 @@
 
 #include "ZVEnvData.h"
 #include "ZVEnvItem.h"
+#include "ZVNameTable.h"
 
 namespace zvenv {
 
@@ -28,138 +29,6 @@ namespace {
 
 const uint32_t kNoParent = 0xFFFFFFFFu; /* parent not known */
 const uint32_t kRootParent = 0;         /* the root has none */
-
-/* FNV-1a over the name with 'a'-'z' folded, as names compare. */
-uint32_t HashName(const char* name, unsigned int length) {
-    uint32_t h = 2166136261u;
-    for (unsigned int i = 0; i < length; ++i) {
-        h = (h ^ FoldCase(static_cast<unsigned char>(name[i]))) * 16777619u;
-    }
-    return h;
-}
-
-bool SameName(const char* a, const char* b, unsigned int length) {
-    for (unsigned int i = 0; i < length; ++i) {
-        if (FoldCase(static_cast<unsigned char>(a[i])) !=
-            FoldCase(static_cast<unsigned char>(b[i]))) {
-            return false;
-        }
-    }
-    return true;
-}
-
-/* One child in a name table; offset 0 marks a free entry (no item lies at 0). */
-struct NameEntry {
-    uint32_t offset;
-    uint32_t hash;
-    uint32_t length;
-};
-
-/* Open addressing with linear probing; the capacity is a power of two, at most half full. */
-class NameTable {
-public:
-    NameTable() : m_entries(nullptr), m_capacity(0), m_count(0) {}
-    ~NameTable() { free(m_entries); }
-    NameTable(const NameTable&) = delete;
-    NameTable& operator=(const NameTable&) = delete;
-
-    /* The offset of the entry named name (nameOffset: where names start inside an item), or 0. */
-    uint32_t Find(const unsigned char* data, uint32_t nameOffset, uint32_t hash, const char* name,
-                  uint32_t length) const {
-        if (m_count == 0) {
-            return 0;
-        }
-        for (uint32_t i = hash & (m_capacity - 1);; i = (i + 1) & (m_capacity - 1)) {
-            const NameEntry& e = m_entries[i];
-            if (e.offset == 0) {
-                return 0;
-            }
-            if (e.hash == hash && e.length == length &&
-                SameName(reinterpret_cast<const char*>(data + e.offset + nameOffset), name,
-                         length)) {
-                return e.offset;
-            }
-        }
-    }
-
-    /* Adds a child unless a child of that name is there already (the first one stays). */
-    bool Add(const unsigned char* data, uint32_t nameOffset, uint32_t offset, uint32_t hash,
-             uint32_t length) {
-        if (Find(data, nameOffset, hash, reinterpret_cast<const char*>(data + offset + nameOffset),
-                 length) != 0) {
-            return true;
-        }
-        if ((m_count + 1) * 2 > m_capacity && !Grow()) {
-            return false;
-        }
-        Place(NameEntry{offset, hash, length});
-        ++m_count;
-        return true;
-    }
-
-    /* Forgets the children at from and behind it (inclusive) or behind it only. */
-    void EraseFrom(uint32_t from, bool inclusive) {
-        if (m_count == 0) {
-            return;
-        }
-        NameEntry* old = m_entries;
-        uint32_t capacity = m_capacity;
-        m_entries = static_cast<NameEntry*>(calloc(capacity, sizeof(NameEntry)));
-        if (m_entries == nullptr) {
-            m_entries = old;
-            Clear();
-            return;
-        }
-        m_count = 0;
-        for (uint32_t i = 0; i < capacity; ++i) {
-            const NameEntry& e = old[i];
-            if (e.offset != 0 && (inclusive ? e.offset < from : e.offset <= from)) {
-                Place(e);
-                ++m_count;
-            }
-        }
-        free(old);
-    }
-
-    void Clear() {
-        if (m_entries != nullptr) {
-            memset(m_entries, 0, m_capacity * sizeof(NameEntry));
-        }
-        m_count = 0;
-    }
-
-private:
-    void Place(const NameEntry& entry) {
-        uint32_t i = entry.hash & (m_capacity - 1);
-        while (m_entries[i].offset != 0) {
-            i = (i + 1) & (m_capacity - 1);
-        }
-        m_entries[i] = entry;
-    }
-
-    bool Grow() {
-        uint32_t capacity = m_capacity != 0 ? m_capacity * 2 : 16;
-        NameEntry* grown = static_cast<NameEntry*>(calloc(capacity, sizeof(NameEntry)));
-        if (grown == nullptr) {
-            return false;
-        }
-        NameEntry* old = m_entries;
-        uint32_t oldCapacity = m_capacity;
-        m_entries = grown;
-        m_capacity = capacity;
-        for (uint32_t i = 0; i < oldCapacity; ++i) {
-            if (old[i].offset != 0) {
-                Place(old[i]);
-            }
-        }
-        free(old);
-        return true;
-    }
-
-    NameEntry* m_entries;
-    uint32_t m_capacity;
-    uint32_t m_count;
-};
 
 /* A growable list of offsets, ascending. */
 class OffsetList {

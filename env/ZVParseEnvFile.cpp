@@ -8,7 +8,10 @@
 #include <math.h>
 #include <string.h>
 
+#include <typeinfo>
+
 #include "ZVCmnFileHdr.h"
+#include "ZVItemBuilder.h"
 
 namespace {
 
@@ -87,6 +90,351 @@ CZVParseEnvFile::CZVParseEnvFile() : m_pEnvData(nullptr), m_bTrailingComment(0) 
 
 CZVParseEnvFile::~CZVParseEnvFile() {}
 
+namespace {
+
+/*
+ * The grammar below reads items into a destination through a context: the store itself, with
+ * every step through the parser's and the store's virtual operations (StoreContext), or, for the
+ * library's own classes, an ItemBuilder that lays the items out directly (BuildContext). Both see
+ * the same tokens in the same order and make the same calls.
+ */
+struct StoreContext {
+    CZVParseEnvFile* parser;
+
+    CZVTokenProvider& Tokens() { return parser->m_Tokenizer; }
+    int SkipSpace(unsigned int dir, ZV_TOKEN_tag* token) { return parser->SkipSpace(dir, token); }
+    int ParseItem(unsigned int dir) { return parser->ParseItem(dir); }
+    CZVEnvData* Store() { return parser->m_pEnvData; }
+    int IsValidName(const char* name, int length) { return Store()->IsValidName(name, length); }
+    int IsSameName(const char* a, int la, const char* b, int lb) {
+        return Store()->IsSameName(a, la, b, lb);
+    }
+    unsigned int CreateSubDir(unsigned int dir, const char* name, int length) {
+        return Store()->CreateSubDir(dir, name, length);
+    }
+    unsigned int SetInteger(unsigned int dir, const char* k, int n, int v, unsigned char radix) {
+        return Store()->SetInteger(dir, k, n, v, radix);
+    }
+    unsigned int SetDouble(unsigned int dir, const char* k, int n, double v) {
+        return Store()->SetDouble(dir, k, n, v);
+    }
+    unsigned int SetBoolean(unsigned int dir, const char* k, int n, int v) {
+        return Store()->SetBoolean(dir, k, n, v);
+    }
+    unsigned int SetString(unsigned int dir, const char* k, int n, const char* t, int tn) {
+        return Store()->SetString(dir, k, n, t, tn);
+    }
+    unsigned int SetBinData(unsigned int dir, const char* k, int n, const void* d, unsigned int s) {
+        return Store()->SetBinData(dir, k, n, d, s);
+    }
+    unsigned int GetBinDataBuf(unsigned int item, void** data, unsigned int* size) {
+        return Store()->GetBinDataBuf(item, data, size);
+    }
+    unsigned int InsertComment(unsigned int dir, const char* t, int n, unsigned char type,
+                               unsigned short value) {
+        return Store()->InsertComment(dir, t, n, type, value);
+    }
+};
+
+template <typename Context>
+int SkipSpaceIn(Context& c, unsigned int dir, ZV_TOKEN_tag* token);
+template <typename Context>
+int ParseItemIn(Context& c, unsigned int dir);
+
+struct BuildContext {
+    CZVParseEnvFile* parser;
+    zvenv::ItemBuilder* builder;
+
+    CZVTokenProvider& Tokens() { return parser->m_Tokenizer; }
+    int SkipSpace(unsigned int dir, ZV_TOKEN_tag* token) { return SkipSpaceIn(*this, dir, token); }
+    int ParseItem(unsigned int dir) { return ParseItemIn(*this, dir); }
+    int IsValidName(const char* name, int length) {
+        return parser->m_pEnvData->CZVEnvData::IsValidName(name, length);
+    }
+    int IsSameName(const char* a, int la, const char* b, int lb) {
+        return parser->m_pEnvData->CZVEnvData::IsSameName(a, la, b, lb);
+    }
+    unsigned int CreateSubDir(unsigned int dir, const char* name, int length) {
+        return builder->CreateSubDir(dir, name, length);
+    }
+    unsigned int SetInteger(unsigned int dir, const char* k, int n, int v, unsigned char radix) {
+        return builder->SetInteger(dir, k, n, v, radix);
+    }
+    unsigned int SetDouble(unsigned int dir, const char* k, int n, double v) {
+        return builder->SetDouble(dir, k, n, v);
+    }
+    unsigned int SetBoolean(unsigned int dir, const char* k, int n, int v) {
+        return builder->SetBoolean(dir, k, n, v);
+    }
+    unsigned int SetString(unsigned int dir, const char* k, int n, const char* t, int tn) {
+        return builder->SetString(dir, k, n, t, tn);
+    }
+    unsigned int SetBinData(unsigned int dir, const char* k, int n, const void* d, unsigned int s) {
+        return builder->SetBinData(dir, k, n, d, s);
+    }
+    unsigned int GetBinDataBuf(unsigned int item, void** data, unsigned int* size) {
+        return builder->GetBinDataBuf(item, data, size);
+    }
+    unsigned int InsertComment(unsigned int dir, const char* t, int n, unsigned char type,
+                               unsigned short value) {
+        return builder->InsertComment(dir, t, n, type, value);
+    }
+};
+
+template <typename Context>
+int SkipSpaceIn(Context& c, unsigned int dir, ZV_TOKEN_tag* token) {
+    CZVTokenProvider& tokens = c.Tokens();
+    int& trailing = c.parser->m_bTrailingComment;
+    token->nKind = ZV_TOKEN_NONE;
+    for (;;) {
+        if (tokens.IsEndOfData()) {
+            return 1;
+        }
+        if (!tokens.GetToken(token)) {
+            return 0;
+        }
+        switch (token->nKind) {
+            case ZV_TOKEN_BLANKS:
+                break;
+            case ZV_TOKEN_LINE_END:
+                trailing = 0;
+                break;
+            case ZV_TOKEN_COMMENT:
+                /* The comment keeps its column, so the writer puts it back where it stood. */
+                c.InsertComment(dir, token->pszText, static_cast<int>(token->dwLength),
+                                trailing ? ZVED_ITEM_TRAILING_COMMENT : ZVED_ITEM_COMMENT,
+                                static_cast<unsigned short>(token->nColumn));
+                trailing = 0;
+                break;
+            case ZV_TOKEN_CHAR:
+                if (static_cast<unsigned char>(token->nValue) == '/') {
+                    HeldToken next(tokens);
+                    if (!tokens.GetToken(&next.token)) {
+                        return 0;
+                    }
+                    if (next.token.nKind == ZV_TOKEN_LINE_END) {
+                        break; /* a '/' at a line end joins the next line */
+                    }
+                    if (!tokens.PushbackToken(&next.token)) {
+                        return 0;
+                    }
+                }
+                return 1;
+            default:
+                return 1;
+        }
+        tokens.DeleteToken(token);
+        token->nKind = ZV_TOKEN_NONE; /* dropped: the end of the data returns no token */
+    }
+}
+
+/* Binary data: the bytes of a "c" key between '{' and '}', at most count of them, 0-255 each. */
+template <typename Context>
+int ParseBinaryBytes(Context& c, unsigned int dir, unsigned int item, unsigned int count) {
+    unsigned int filled = 0;
+    for (;;) {
+        HeldToken value(c.Tokens());
+        if (!c.SkipSpace(dir, &value.token)) {
+            return 0;
+        }
+        if (value.IsChar('}')) {
+            return 1;
+        }
+        int byte;
+        if (IsInteger(value.token.nKind)) {
+            byte = value.token.nValue;
+        } else if (value.token.nKind == ZV_TOKEN_REAL) {
+            if (!TruncateToInt32(value.token.dValue, &byte) || fabs(value.token.dValue) >= 256.0) {
+                return 0;
+            }
+        } else {
+            return 0;
+        }
+        if (byte < 0 || byte > 255 || filled == count) {
+            return 0;
+        }
+        /* A comment inside the block was inserted into the store and may have moved the
+         * buffer: the byte pointer is fetched anew. */
+        void* bytes = nullptr;
+        if (!c.GetBinDataBuf(item, &bytes, nullptr)) {
+            return 0;
+        }
+        static_cast<unsigned char*>(bytes)[filled++] = static_cast<unsigned char>(byte);
+    }
+}
+
+/* The value of a key: the letter in front of the name gives its type. */
+template <typename Context>
+int ParseValue(Context& c, unsigned int dir, const char* name, int length,
+               const ZV_TOKEN_tag& value) {
+    const char* key = name + 1;
+    int keyLength = length > 0 ? length - 1 : length;
+    int kind = value.nKind;
+    int number = 0;
+    switch (name[0]) {
+        case 'n':
+            if (IsInteger(kind)) {
+                number = value.nValue;
+            } else if (kind != ZV_TOKEN_REAL && kind != ZV_TOKEN_BIG) {
+                return 0;
+            } else if (!TruncateToInt32(value.dValue, &number)) {
+                return 0;
+            }
+            return c.SetInteger(dir, key, keyLength, number, RadixOf(kind)) != 0;
+        case 'r':
+            if (IsInteger(kind)) {
+                return c.SetDouble(dir, key, keyLength, value.nValue) != 0;
+            }
+            if (kind != ZV_TOKEN_REAL && kind != ZV_TOKEN_BIG) {
+                return 0;
+            }
+            return c.SetDouble(dir, key, keyLength, value.dValue) != 0;
+        case 'b':
+            if (kind != ZV_TOKEN_NAME) {
+                return 0;
+            }
+            if (c.IsSameName(value.pszText, static_cast<int>(value.dwLength), "True", 4)) {
+                return c.SetBoolean(dir, key, keyLength, 1) != 0;
+            }
+            if (c.IsSameName(value.pszText, static_cast<int>(value.dwLength), "False", 5)) {
+                return c.SetBoolean(dir, key, keyLength, 0) != 0;
+            }
+            return 0;
+        case 's': {
+            const char* text;
+            int textLength;
+            return TextOf(value, &text, &textLength) &&
+                   c.SetString(dir, key, keyLength, text, textLength) != 0;
+        }
+        default: {
+            const char* text;
+            int textLength;
+            return TextOf(value, &text, &textLength) &&
+                   c.SetString(dir, name, length, text, textLength) != 0;
+        }
+    }
+}
+
+/* A "c" key: the count, then '{', the bytes and '}'. */
+template <typename Context>
+int ParseBinary(Context& c, unsigned int dir, const char* name, int length,
+                const ZV_TOKEN_tag& count) {
+    if (!IsInteger(count.nKind) || count.nValue < 0) {
+        return 0;
+    }
+    int keyLength = length > 0 ? length - 1 : length;
+    unsigned int size = static_cast<unsigned int>(count.nValue);
+    unsigned int item = c.SetBinData(dir, name + 1, keyLength, nullptr, size);
+    if (item == 0) {
+        return 0;
+    }
+    HeldToken open(c.Tokens());
+    if (!c.SkipSpace(dir, &open.token) || !open.IsChar('{')) {
+        return 0;
+    }
+    return ParseBinaryBytes(c, dir, item, size);
+}
+
+/* The items of a directory up to its closing brace. */
+template <typename Context>
+int ParseDirectory(Context& c, unsigned int dir) {
+    for (;;) {
+        HeldToken next(c.Tokens());
+        if (!c.SkipSpace(dir, &next.token) || next.token.nKind == ZV_TOKEN_NONE) {
+            return 0; /* the data ended before the closing brace */
+        }
+        if (next.IsChar('}')) {
+            return 1;
+        }
+        if (!c.Tokens().PushbackToken(&next.token) || !c.ParseItem(dir)) {
+            return 0;
+        }
+    }
+}
+
+template <typename Context>
+int ParseItemIn(Context& c, unsigned int dir) {
+    HeldToken nameToken(c.Tokens());
+    if (!c.SkipSpace(dir, &nameToken.token)) {
+        return 0;
+    }
+    if (nameToken.token.nKind == ZV_TOKEN_NONE) {
+        return 1;
+    }
+    const char* name;
+    int length;
+    if (!TextOf(nameToken.token, &name, &length) || name == nullptr || name[0] == '\0' ||
+        length == 0 || !c.IsValidName(name, length)) {
+        return 0;
+    }
+    HeldToken splitter(c.Tokens());
+    if (!c.SkipSpace(dir, &splitter.token) || splitter.token.nKind != ZV_TOKEN_CHAR) {
+        return 0;
+    }
+    if (splitter.IsChar('{')) {
+        unsigned int sub = c.CreateSubDir(dir, name, length);
+        return sub != 0 && ParseDirectory(c, sub);
+    }
+    if (!splitter.IsChar('=')) {
+        return 0;
+    }
+    c.parser->m_bTrailingComment = 1;
+    HeldToken value(c.Tokens());
+    if (!c.SkipSpace(dir, &value.token) || value.token.nKind == ZV_TOKEN_NONE) {
+        return 0;
+    }
+    if (name[0] == 'c') {
+        return ParseBinary(c, dir, name, length, value.token);
+    }
+    return ParseValue(c, dir, name, length, value.token);
+}
+
+/* Reads a text body item by item, through the given context. */
+template <typename Context>
+int ReadItems(Context& c, char* body, unsigned int size) {
+    CZVTokenProvider& tokens = c.Tokens();
+    c.parser->m_bTrailingComment = 0;
+    int read = tokens.SetData(body, size) && tokens.Reset();
+    while (read && !tokens.IsEndOfData()) {
+        read = c.ParseItem(0);
+    }
+    return read;
+}
+
+/*
+ * The text body into the store. When the parser and the store are of the library's own classes,
+ * the items are first laid out directly and handed to the store in one piece; if that cannot be
+ * done exactly as the store would do it (or the text does not read), the body is read again item
+ * by item through the store, which then also holds what was read up to a failure.
+ */
+int ReadText(CZVParseEnvFile* parser, char* body, unsigned int size) {
+    CZVEnvData* store = parser->m_pEnvData;
+    if (typeid(*parser) == typeid(CZVParseEnvFile) && typeid(*store) == typeid(CZVEnvData)) {
+        zvenv::ItemBuilder builder(store);
+        BuildContext built = {parser, &builder};
+        unsigned int rootSize = 0;
+        const unsigned char* root =
+            ReadItems(built, body, size) ? builder.Finish(&rootSize) : nullptr;
+        if (root != nullptr) {
+            return store->Reset(root, rootSize);
+        }
+    }
+    StoreContext through = {parser};
+    return ReadItems(through, body, size);
+}
+
+}  // namespace
+
+int CZVParseEnvFile::SkipSpace(unsigned int dir, ZV_TOKEN_tag* token) {
+    StoreContext c = {this};
+    return SkipSpaceIn(c, dir, token);
+}
+
+int CZVParseEnvFile::ParseItem(unsigned int dir) {
+    StoreContext c = {this};
+    return ParseItemIn(c, dir);
+}
+
 int CZVParseEnvFile::Parse(const char* path, CZVEnvData* store) {
     m_pEnvData = store;
     m_bTrailingComment = 0;
@@ -119,15 +467,7 @@ int CZVParseEnvFile::Parse(const char* path, CZVEnvData* store) {
     char* body = data + bodyStart;
     unsigned int bodySize = size - bodyStart;
 
-    int read;
-    if (text) {
-        read = m_Tokenizer.SetData(body, bodySize) && m_Tokenizer.Reset();
-        while (read && !m_Tokenizer.IsEndOfData()) {
-            read = ParseItem(0);
-        }
-    } else {
-        read = store->Reset(body, bodySize);
-    }
+    int read = text ? ReadText(this, body, bodySize) : store->Reset(body, bodySize);
     if (!read || !store->AssignFormat(text ? 0 : 1)) {
         m_MapFile.Close();
         return 0;
@@ -136,208 +476,4 @@ int CZVParseEnvFile::Parse(const char* path, CZVEnvData* store) {
         return 0;
     }
     return store->SetCommonFileHeader(&header) ? 1 : 0;
-}
-
-int CZVParseEnvFile::SkipSpace(unsigned int dir, ZV_TOKEN_tag* token) {
-    token->nKind = ZV_TOKEN_NONE;
-    for (;;) {
-        if (m_Tokenizer.IsEndOfData()) {
-            return 1;
-        }
-        if (!m_Tokenizer.GetToken(token)) {
-            return 0;
-        }
-        switch (token->nKind) {
-            case ZV_TOKEN_BLANKS:
-                break;
-            case ZV_TOKEN_LINE_END:
-                m_bTrailingComment = 0;
-                break;
-            case ZV_TOKEN_COMMENT:
-                /* The comment keeps its column, so the writer puts it back where it stood. */
-                m_pEnvData->InsertComment(
-                    dir, token->pszText, static_cast<int>(token->dwLength),
-                    m_bTrailingComment ? ZVED_ITEM_TRAILING_COMMENT : ZVED_ITEM_COMMENT,
-                    static_cast<unsigned short>(token->nColumn));
-                m_bTrailingComment = 0;
-                break;
-            case ZV_TOKEN_CHAR:
-                if (static_cast<unsigned char>(token->nValue) == '/') {
-                    HeldToken next(m_Tokenizer);
-                    if (!m_Tokenizer.GetToken(&next.token)) {
-                        return 0;
-                    }
-                    if (next.token.nKind == ZV_TOKEN_LINE_END) {
-                        break; /* a '/' at a line end joins the next line */
-                    }
-                    if (!m_Tokenizer.PushbackToken(&next.token)) {
-                        return 0;
-                    }
-                }
-                return 1;
-            default:
-                return 1;
-        }
-        m_Tokenizer.DeleteToken(token);
-        token->nKind = ZV_TOKEN_NONE; /* dropped: the end of the data returns no token */
-    }
-}
-
-/* Binary data: the bytes of a "c" key between '{' and '}', at most count of them, 0-255 each. */
-static int ParseBinaryBytes(CZVParseEnvFile* parser, unsigned int dir, unsigned int item,
-                            unsigned int count) {
-    unsigned int filled = 0;
-    for (;;) {
-        HeldToken value(parser->m_Tokenizer);
-        if (!parser->SkipSpace(dir, &value.token)) {
-            return 0;
-        }
-        if (value.IsChar('}')) {
-            return 1;
-        }
-        int byte;
-        if (IsInteger(value.token.nKind)) {
-            byte = value.token.nValue;
-        } else if (value.token.nKind == ZV_TOKEN_REAL) {
-            if (!TruncateToInt32(value.token.dValue, &byte) || fabs(value.token.dValue) >= 256.0) {
-                return 0;
-            }
-        } else {
-            return 0;
-        }
-        if (byte < 0 || byte > 255 || filled == count) {
-            return 0;
-        }
-        /* A comment inside the block was inserted into the store and may have moved the
-         * buffer: the byte pointer is fetched anew. */
-        void* bytes = nullptr;
-        if (!parser->m_pEnvData->GetBinDataBuf(item, &bytes, nullptr)) {
-            return 0;
-        }
-        static_cast<unsigned char*>(bytes)[filled++] = static_cast<unsigned char>(byte);
-    }
-}
-
-/* The value of a key: the letter in front of the name gives its type. */
-static int ParseValue(CZVParseEnvFile* parser, unsigned int dir, const char* name, int length,
-                      const ZV_TOKEN_tag& value) {
-    CZVEnvData* store = parser->m_pEnvData;
-    const char* key = name + 1;
-    int keyLength = length > 0 ? length - 1 : length;
-    int kind = value.nKind;
-    int number = 0;
-    switch (name[0]) {
-        case 'n':
-            if (IsInteger(kind)) {
-                number = value.nValue;
-            } else if (kind != ZV_TOKEN_REAL && kind != ZV_TOKEN_BIG) {
-                return 0;
-            } else if (!TruncateToInt32(value.dValue, &number)) {
-                return 0;
-            }
-            return store->SetInteger(dir, key, keyLength, number, RadixOf(kind)) != 0;
-        case 'r':
-            if (IsInteger(kind)) {
-                return store->SetDouble(dir, key, keyLength, value.nValue) != 0;
-            }
-            if (kind != ZV_TOKEN_REAL && kind != ZV_TOKEN_BIG) {
-                return 0;
-            }
-            return store->SetDouble(dir, key, keyLength, value.dValue) != 0;
-        case 'b':
-            if (kind != ZV_TOKEN_NAME) {
-                return 0;
-            }
-            if (store->IsSameName(value.pszText, static_cast<int>(value.dwLength), "True", 4)) {
-                return store->SetBoolean(dir, key, keyLength, 1) != 0;
-            }
-            if (store->IsSameName(value.pszText, static_cast<int>(value.dwLength), "False", 5)) {
-                return store->SetBoolean(dir, key, keyLength, 0) != 0;
-            }
-            return 0;
-        case 's': {
-            const char* text;
-            int textLength;
-            return TextOf(value, &text, &textLength) &&
-                   store->SetString(dir, key, keyLength, text, textLength) != 0;
-        }
-        default: {
-            const char* text;
-            int textLength;
-            return TextOf(value, &text, &textLength) &&
-                   store->SetString(dir, name, length, text, textLength) != 0;
-        }
-    }
-}
-
-/* A "c" key: the count, then '{', the bytes and '}'. */
-static int ParseBinary(CZVParseEnvFile* parser, unsigned int dir, const char* name, int length,
-                       const ZV_TOKEN_tag& count) {
-    if (!IsInteger(count.nKind) || count.nValue < 0) {
-        return 0;
-    }
-    CZVEnvData* store = parser->m_pEnvData;
-    int keyLength = length > 0 ? length - 1 : length;
-    unsigned int size = static_cast<unsigned int>(count.nValue);
-    unsigned int item = store->SetBinData(dir, name + 1, keyLength, nullptr, size);
-    if (item == 0) {
-        return 0;
-    }
-    HeldToken open(parser->m_Tokenizer);
-    if (!parser->SkipSpace(dir, &open.token) || !open.IsChar('{')) {
-        return 0;
-    }
-    return ParseBinaryBytes(parser, dir, item, size);
-}
-
-/* The items of a directory up to its closing brace. */
-static int ParseDirectory(CZVParseEnvFile* parser, unsigned int dir) {
-    for (;;) {
-        HeldToken next(parser->m_Tokenizer);
-        if (!parser->SkipSpace(dir, &next.token) || next.token.nKind == ZV_TOKEN_NONE) {
-            return 0; /* the data ended before the closing brace */
-        }
-        if (next.IsChar('}')) {
-            return 1;
-        }
-        if (!parser->m_Tokenizer.PushbackToken(&next.token) || !parser->ParseItem(dir)) {
-            return 0;
-        }
-    }
-}
-
-int CZVParseEnvFile::ParseItem(unsigned int dir) {
-    HeldToken nameToken(m_Tokenizer);
-    if (!SkipSpace(dir, &nameToken.token)) {
-        return 0;
-    }
-    if (nameToken.token.nKind == ZV_TOKEN_NONE) {
-        return 1;
-    }
-    const char* name;
-    int length;
-    if (!TextOf(nameToken.token, &name, &length) || name == nullptr || name[0] == '\0' ||
-        length == 0 || !m_pEnvData->IsValidName(name, length)) {
-        return 0;
-    }
-    HeldToken splitter(m_Tokenizer);
-    if (!SkipSpace(dir, &splitter.token) || splitter.token.nKind != ZV_TOKEN_CHAR) {
-        return 0;
-    }
-    if (splitter.IsChar('{')) {
-        unsigned int sub = m_pEnvData->CreateSubDir(dir, name, length);
-        return sub != 0 && ParseDirectory(this, sub);
-    }
-    if (!splitter.IsChar('=')) {
-        return 0;
-    }
-    m_bTrailingComment = 1;
-    HeldToken value(m_Tokenizer);
-    if (!SkipSpace(dir, &value.token) || value.token.nKind == ZV_TOKEN_NONE) {
-        return 0;
-    }
-    if (name[0] == 'c') {
-        return ParseBinary(this, dir, name, length, value.token);
-    }
-    return ParseValue(this, dir, name, length, value.token);
 }

@@ -17,6 +17,7 @@
 #include <typeinfo>
 
 #include "TarnString.h"
+#include "ZVEscape.h"
 
 namespace {
 
@@ -32,6 +33,31 @@ const uint64_t kStringStep = 16;
 
 /* Display columns: a tab moves to the next multiple of this. */
 const unsigned int kTabWidth = 4; /* a power of two */
+
+/*
+ * The column of the position where this thread's last token ended, so that the next token's
+ * column follows from it instead of from counting the line again from its start. It is used
+ * only while the same provider stands on the same data, line and position, and a reset forgets
+ * it.
+ */
+struct ColumnMemo {
+    const CZVTokenProvider* provider;
+    const char* data;
+    unsigned int length;
+    int lineStart;
+    int position;
+    unsigned int column;
+};
+
+thread_local ColumnMemo t_column __attribute__((tls_model("initial-exec"))) = {};
+
+/* The column behind bytes that start at column (a tab goes to the next multiple of 4). */
+unsigned int AdvanceColumn(unsigned int column, const char* text, int count) {
+    for (int i = 0; i < count; ++i) {
+        column = text[i] == '\t' ? (column + kTabWidth) & ~(kTabWidth - 1u) : column + 1;
+    }
+    return column;
+}
 
 /* Escape letters and the control bytes they stand for, in the same order. */
 const char kEscapeLetters[] = "abfnrtv";
@@ -378,6 +404,9 @@ int CZVTokenProvider::SetData(char* data, unsigned int length) {
 }
 
 int CZVTokenProvider::Reset() {
+    if (t_column.provider == this) {
+        t_column.provider = NULL;
+    }
     while (m_nPushbackCount > 0) {
         DeleteToken(&m_Pushback[--m_nPushbackCount]);
     }
@@ -461,6 +490,31 @@ int MatchByFirstByte(CZVTokenProvider* p, const char* text, int remaining, ZV_TO
     }
 }
 
+/*
+ * MatchNumber of a provider of this very class: the prefixed matchers take only "[sign][blanks]0"
+ * and their own letter, so the letter behind the '0' names the one to try, and without one only
+ * the decimal rule can take the text.
+ */
+int MatchOwnNumber(CZVTokenProvider* p, const char* text, int n, ZV_TOKEN_tag* token) {
+    int i = (text[0] == '-' || text[0] == '+') ? 1 : 0;
+    while (i < n && (text[i] == ' ' || text[i] == '\t')) {
+        ++i;
+    }
+    if (i + 1 < n && text[i] == '0') {
+        switch (text[i + 1] | 0x20) {
+            case 'x':
+                return p->CZVTokenProvider::MatchHex(text, n, token);
+            case 'o':
+                return p->CZVTokenProvider::MatchOct(text, n, token);
+            case 'b':
+                return p->CZVTokenProvider::MatchBin(text, n, token);
+            default:
+                break;
+        }
+    }
+    return p->CZVTokenProvider::MatchExpFrac(text, n, token);
+}
+
 }  // namespace
 
 int CZVTokenProvider::GetToken(ZV_TOKEN_tag* token) {
@@ -478,7 +532,14 @@ int CZVTokenProvider::GetToken(ZV_TOKEN_tag* token) {
     }
     token->nStart = m_nCurPos;
     token->nLine = m_nCurLine - 1;
-    token->nColumn = CalcColumn(m_pData + m_nLineStart, m_nCurPos - m_nLineStart);
+    const ColumnMemo& memo = t_column;
+    const unsigned int column = memo.provider == this && memo.data == m_pData &&
+                                        memo.length == m_dwDataLength &&
+                                        memo.lineStart == m_nLineStart && memo.position == m_nCurPos
+                                    ? memo.column
+                                    : static_cast<unsigned int>(CalcColumn(
+                                          m_pData + m_nLineStart, m_nCurPos - m_nLineStart));
+    token->nColumn = static_cast<int32_t>(column);
 
     const char* text = m_pData + m_nCurPos;
     const int remaining = static_cast<int>(m_dwDataLength - static_cast<unsigned int>(m_nCurPos));
@@ -494,10 +555,14 @@ int CZVTokenProvider::GetToken(ZV_TOKEN_tag* token) {
         count = 1;
     }
     m_nCurPos += count;
+    unsigned int next = 0;
     if (token->nKind == ZV_TOKEN_LINE_END) {
         ++m_nCurLine;
         m_nLineStart = m_nCurPos;
+    } else {
+        next = AdvanceColumn(column, text, count);
     }
+    t_column = ColumnMemo{this, m_pData, m_dwDataLength, m_nLineStart, m_nCurPos, next};
     token->nEnd = m_nCurPos;
     return 1;
 }
@@ -764,6 +829,9 @@ int CZVTokenProvider::MatchNumber(const char* text, int n, ZV_TOKEN_tag* token) 
     if (first != '-' && first != '+' && first != '.' && !IsDigit(first)) {
         return 0;
     }
+    if (typeid(*this) == typeid(CZVTokenProvider)) {
+        return MatchOwnNumber(this, text, n, token);
+    }
     int count = MatchHex(text, n, token);
     if (count == 0) {
         count = MatchOct(text, n, token);
@@ -804,6 +872,17 @@ int CZVTokenProvider::CalcColumn(const char* text, int n) {
 char* CZVTokenProvider::ParseString(const char* text, int n) {
     uint32_t length = 0;
     return Transcode(text, n, Unescape, &length);
+}
+
+size_t zvenv::EscapedLength(const char* text, size_t n) {
+    ByteSink measure = {NULL, 0};
+    Escape(reinterpret_cast<const unsigned char*>(text), n, &measure);
+    return static_cast<size_t>(measure.length);
+}
+
+void zvenv::EscapeTo(const char* text, size_t n, char* out) {
+    ByteSink write = {out, 0};
+    Escape(reinterpret_cast<const unsigned char*>(text), n, &write);
 }
 
 char* CZVTokenProvider::EspaceString(const char* text, int n) {

@@ -1856,4 +1856,40 @@ TEST_F(ZVTokenProviderTest, EscapedTextReadsBackAsALiteral) {
     }
 }
 
+// Every token's column is the column of its first byte counted from its line's start, also when
+// tokens are pushed back and taken again, and after the data is set again.
+TEST(ZVTokenProviderColumns, EveryTokenStandsAtTheColumnCountedFromItsLineStart) {
+    std::string text;
+    uint32_t seed = 12345u;
+    static const char* const kPieces[] = {"\t",   " ",  "name", "=", "12",    "0x1F", "'str'", "#c",
+                                          "\r\n", "\n", "{",    "}", "1.5e3", "\t\t", "/"};
+    for (int i = 0; i < 2000; ++i) {
+        seed = seed * 1103515245u + 12345u;
+        text += kPieces[(seed >> 16) % (sizeof kPieces / sizeof kPieces[0])];
+    }
+    std::vector<char> data(text.begin(), text.end());
+    CZVTokenProvider tokens;
+    for (int pass = 0; pass < 2; ++pass) {
+        ASSERT_EQ(1, tokens.SetData(data.data(), static_cast<unsigned int>(data.size())));
+        int lineStart = 0;
+        int taken = 0;
+        ZV_TOKEN_tag token;
+        while (tokens.GetToken(&token)) {
+            ASSERT_EQ(
+                CZVTokenProvider::CalcColumn(data.data() + lineStart, token.nStart - lineStart),
+                token.nColumn)
+                << "token at " << token.nStart;
+            if (++taken % 5 == 0) {
+                ASSERT_EQ(1, tokens.PushbackToken(&token));
+                ASSERT_EQ(1, tokens.GetToken(&token));
+            }
+            if (token.nKind == 7) {
+                lineStart = token.nEnd;
+            }
+            tokens.DeleteToken(&token);
+        }
+        ASSERT_EQ(static_cast<int>(data.size()), tokens.GetCurPos());
+    }
+}
+
 }  // namespace
