@@ -8,19 +8,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-need=()
-for pkg in cmake ninja-build g++ libcli11-dev nlohmann-json3-dev; do
-    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed" || need+=("$pkg")
-done
-if [ ${#need[@]} -gt 0 ]; then
-    if [ "$(id -u)" -eq 0 ]; then
-        DEBIAN_FRONTEND=noninteractive apt-get update -qq
-        DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${need[@]}" >/dev/null
-    else
-        echo "run: sudo apt-get update && sudo apt-get install -y ${need[*]}" >&2
-        exit 2
-    fi
-fi
+source scripts/need-packages.sh
+need_packages cmake ninja-build g++ libcli11-dev nlohmann-json3-dev
 
 cmake -S . -B build/demo -G Ninja -DCMAKE_BUILD_TYPE=Release -DZV_BUILD_TESTS=OFF >/dev/null
 cmake --build build/demo --target zvtool zvdemo zvsettings zverrlog >/dev/null

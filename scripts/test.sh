@@ -9,23 +9,9 @@ flavours=("$@")
 [ ${#flavours[@]} -gt 0 ] || flavours=(host device asan)
 
 # Debian packages the build needs beyond the machine's toolchain.
-need=()
-for pkg in cmake ninja-build g++ pkg-config libgtest-dev g++-multilib qemu-user abigail-tools \
-    libcli11-dev nlohmann-json3-dev; do
-    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed" || need+=("$pkg")
-done
-if [ ${#need[@]} -gt 0 ]; then
-    if [ "$(id -u)" -eq 0 ]; then
-        echo "== installing ${need[*]}"
-        export DEBIAN_FRONTEND=noninteractive
-        apt-get update -qq
-        apt-get install -y -qq "${need[@]}" >/dev/null
-    else
-        echo "missing Debian packages: ${need[*]}" >&2
-        echo "run: sudo apt-get update && sudo apt-get install -y ${need[*]}" >&2
-        exit 2
-    fi
-fi
+source scripts/need-packages.sh
+need_packages cmake ninja-build g++ pkg-config libgtest-dev g++-multilib qemu-user abigail-tools \
+    libcli11-dev nlohmann-json3-dev
 
 mkdir -p build
 failed=()
