@@ -12,18 +12,13 @@
 
 #include "ZVEnvIndex.h"
 #include "ZVEnvItem.h"
+#include "ZVNameTable.h"
 
 using namespace zvenv;
 
 namespace {
 
 /* Valid name bytes: letters, '_', '[' and ']' anywhere; digits and '.' after the first byte. */
-bool IsNameByte(unsigned char c, bool first) {
-    if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '[' || c == ']') {
-        return true;
-    }
-    return !first && ((c >= '0' && c <= '9') || c == '.');
-}
 
 /* The next '/'-separated segment of path[*pos, end): its start and length; false at the end. */
 bool NextSegment(const char* path, unsigned int end, unsigned int* pos, unsigned int* start,
@@ -395,25 +390,14 @@ unsigned int CZVEnvData::GetNextItem(unsigned int dir, unsigned int item) {
 }
 
 unsigned char CZVEnvData::CalcSum(const char* name, int length) {
-    unsigned int n = NameLength(name, length);
-    unsigned char sum = 0;
-    for (unsigned int i = 0; i < n; ++i) {
-        sum = static_cast<unsigned char>(sum ^ FoldCase(static_cast<unsigned char>(name[i])));
-    }
-    return sum;
+    return NameSum(name, NameLength(name, length));
 }
 
 int CZVEnvData::IsValidName(const char* name, int length) {
     if (name == nullptr) {
         return 0;
     }
-    unsigned int n = NameLength(name, length);
-    for (unsigned int i = 0; i < n; ++i) {
-        if (!IsNameByte(static_cast<unsigned char>(name[i]), i == 0)) {
-            return 0;
-        }
-    }
-    return 1;
+    return ValidName(name, NameLength(name, length)) ? 1 : 0;
 }
 
 int CZVEnvData::IsSameName(const char* name1, int length1, const char* name2, int length2) {

@@ -12,9 +12,13 @@
 #include <string.h>
 #include <strings.h>
 
+#include <typeinfo>
+
 #include "OSUtils.h"
 #include "TarnError.h"
 #include "TarnString.h"
+#include "ZVEnvItem.h"
+#include "ZVKeyResolver.h"
 
 namespace {
 
@@ -120,6 +124,15 @@ int SortEntries(const void* a, const void* b) {
                       EntryName(static_cast<const ZVEV_ENUM_ENTRY_tag*>(b)));
 }
 
+const unsigned int kIntegerTypes = (1u << ZVED_ITEM_INTEGER) | (1u << ZVED_ITEM_HEX) |
+                                   (1u << ZVED_ITEM_OCT) | (1u << ZVED_ITEM_BIN);
+const unsigned int kBooleanTypes = (1u << ZVED_ITEM_TRUE) | (1u << ZVED_ITEM_FALSE);
+
+/* Whether the getters of file may resolve keys in one pass: only for the class itself. */
+bool Quick(const CZVEnvFile* file) {
+    return typeid(*file) == typeid(CZVEnvFile);
+}
+
 }  // namespace
 
 int CZVEnvFile::SetInteger(const char* key, int value) {
@@ -142,6 +155,22 @@ int CZVEnvFile::GetInteger(const char* key, int defaultValue) {
     if (key == nullptr) {
         Fail(TARN_ERR_NULL_POINTER);
         return defaultValue;
+    }
+    unsigned int item = 0;
+    int quick =
+        Quick(this) ? zvenv::ResolveKeyQuickly(this, key, &item) : zvenv::kResolveTheLongWay;
+    if (quick == 0) {
+        return defaultValue;
+    }
+    if (quick == 1) {
+        unsigned int at = zvenv::QuickValue(m_EnvData, item, kIntegerTypes);
+        int value = at != 0 ? static_cast<int>(zvenv::ReadU32(m_EnvData.m_pData + at)) : 0;
+        zvenv::QuickStoreLock(m_EnvData, 0);
+        if (at == 0) {
+            Fail(TARN_ERR_KEY_NOT_EXIST);
+            return defaultValue;
+        }
+        return value;
     }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return defaultValue;
@@ -182,6 +211,25 @@ double CZVEnvFile::GetDouble(const char* key, double defaultValue) {
         Fail(TARN_ERR_NULL_POINTER);
         return defaultValue;
     }
+    unsigned int item = 0;
+    int quick =
+        Quick(this) ? zvenv::ResolveKeyQuickly(this, key, &item) : zvenv::kResolveTheLongWay;
+    if (quick == 0) {
+        return 0.0;
+    }
+    if (quick == 1) {
+        unsigned int at = zvenv::QuickValue(m_EnvData, item, 1u << ZVED_ITEM_REAL);
+        double value = 0.0;
+        if (at != 0) {
+            memcpy(&value, m_EnvData.m_pData + at, sizeof value);
+        }
+        zvenv::QuickStoreLock(m_EnvData, 0);
+        if (at == 0) {
+            Fail(TARN_ERR_KEY_NOT_EXIST);
+            return defaultValue;
+        }
+        return value;
+    }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return 0.0;
     }
@@ -216,6 +264,22 @@ int CZVEnvFile::GetBoolean(const char* key, int defaultValue) {
     if (key == nullptr) {
         Fail(TARN_ERR_NULL_POINTER);
         return defaultValue;
+    }
+    unsigned int item = 0;
+    int quick =
+        Quick(this) ? zvenv::ResolveKeyQuickly(this, key, &item) : zvenv::kResolveTheLongWay;
+    if (quick == 0) {
+        return defaultValue;
+    }
+    if (quick == 1) {
+        unsigned int at = zvenv::QuickValue(m_EnvData, item, kBooleanTypes);
+        int value = at != 0 && m_EnvData.m_pData[item] == ZVED_ITEM_TRUE ? 1 : 0;
+        zvenv::QuickStoreLock(m_EnvData, 0);
+        if (at == 0) {
+            Fail(TARN_ERR_KEY_NOT_EXIST);
+            return defaultValue;
+        }
+        return value;
     }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return defaultValue;
@@ -261,11 +325,22 @@ int CZVEnvFile::GetString(const char* key, char* buffer, unsigned int size,
         return -1;
     }
     int defaultLength = static_cast<int>(strlen(defaultValue));
-    if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
+    char* text = nullptr;
+    unsigned int item = 0;
+    int quick =
+        Quick(this) ? zvenv::ResolveKeyQuickly(this, key, &item) : zvenv::kResolveTheLongWay;
+    if (quick == 0) {
         return defaultLength;
     }
-    char* text = nullptr;
-    if (m_EnvData.GetString(k.dir, k.name, k.length, &text) == 0) {
+    if (quick == 1) {
+        unsigned int at = zvenv::QuickValue(m_EnvData, item, 1u << ZVED_ITEM_STRING);
+        text = at != 0 ? reinterpret_cast<char*>(m_EnvData.m_pData + at) : nullptr;
+    } else if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
+        return defaultLength;
+    } else if (m_EnvData.GetString(k.dir, k.name, k.length, &text) == 0) {
+        text = nullptr;
+    }
+    if (text == nullptr) {
         m_EnvData.Lock(0);
         Fail(TARN_ERR_KEY_NOT_EXIST);
         return defaultLength;

@@ -22,6 +22,7 @@
 #include "ZVEnvData.h"
 #include "ZVEnvItem.h"
 #include "ZVNameTable.h"
+#include "ZVPathCache.h"
 
 namespace zvenv {
 
@@ -223,8 +224,10 @@ public:
         hintKey = 0;
         hintDir = 0;
         suspect = false;
+        paths.Clear();
     }
 
+    PathCache paths;       /* directories of key paths, forgotten at every change */
     bool suspect = false;  /* a scan met a malformed child: any change forgets everything */
     uint32_t dataSize = 0; /* the buffer's size when the index last saw it */
     int changeDepth = 0;   /* structural changes under way */
@@ -285,9 +288,14 @@ size_t g_slotCapacity = 0;
 std::atomic<unsigned long> g_generation(0);
 
 /* The last store this thread asked for, and its index. */
-thread_local const CZVEnvData* t_store = nullptr;
-thread_local StoreIndex* t_index = nullptr;
-thread_local unsigned long t_generation = ~0ul;
+/* The memo is read on every lookup: initial-exec keeps it one instruction away. */
+struct IndexMemo {
+    const CZVEnvData* store;
+    StoreIndex* index;
+    unsigned long generation;
+};
+
+thread_local IndexMemo t_memo __attribute__((tls_model("initial-exec"))) = {nullptr, nullptr, ~0ul};
 
 class TableLock {
 public:
@@ -327,15 +335,16 @@ StoreIndex* AddSlot(const CZVEnvData* store) {
 }
 
 void Remember(const CZVEnvData* store, StoreIndex* index) {
-    t_store = store;
-    t_index = index;
-    t_generation = g_generation.load(std::memory_order_acquire);
+    t_memo.store = store;
+    t_memo.index = index;
+    t_memo.generation = g_generation.load(std::memory_order_acquire);
 }
 
 StoreIndex* Lookup(const CZVEnvData* store, bool create) {
-    if (t_store == store && t_generation == g_generation.load(std::memory_order_acquire) &&
-        t_index != nullptr) {
-        return t_index;
+    const IndexMemo& memo = t_memo;
+    if (memo.store == store && memo.index != nullptr &&
+        memo.generation == g_generation.load(std::memory_order_acquire)) {
+        return memo.index;
     }
     TableLock lock;
     StoreIndex* index = FindSlot(store);
@@ -393,9 +402,9 @@ void ReleaseIndex(const CZVEnvData* store) {
             }
         }
     }
-    if (t_store == store) {
-        t_store = nullptr;
-        t_index = nullptr;
+    if (t_memo.store == store) {
+        t_memo.store = nullptr;
+        t_memo.index = nullptr;
     }
     delete index;
 }
@@ -460,11 +469,15 @@ uint32_t Found(StoreIndex* index, uint32_t dir, uint32_t child, bool isDir) {
  */
 unsigned int IndexedFind(StoreIndex* index, CZVEnvData* store, unsigned int dir, const char* name,
                          unsigned int length, bool wantDir) {
+    return IndexedFindHashed(index, store, dir, name, length, HashName(name, length), wantDir);
+}
+
+unsigned int IndexedFindHashed(StoreIndex* index, CZVEnvData* store, unsigned int dir,
+                               const char* name, unsigned int length, uint32_t hash, bool wantDir) {
     DirRecord* r = dir == ZVED_ROOT_DIR ? index->Get(dir) : index->Find(dir);
     if (r == nullptr) {
         return kIndexCannotAnswer;
     }
-    uint32_t hash = HashName(name, length);
     uint32_t nameOffset = wantDir ? kDirNameOffset : kKeyNameOffset;
     NameTable& table = wantDir ? r->dirs : r->keys;
     uint32_t found = table.Find(store->m_pData, nameOffset, hash, name, length);
@@ -577,6 +590,7 @@ void NoteChange(StoreIndex* index, unsigned int item, const unsigned int* trace,
     }
     index->hintKey = 0;
     index->hintDir = 0;
+    index->paths.Clear();
     index->DropFrom(item);
     for (int i = 0; i < count; ++i) {
         DirRecord* r = index->Find(trace[i]);
@@ -604,6 +618,16 @@ void CheckSize(StoreIndex* index, unsigned int dataSize) {
         index->Clear();
         index->dataSize = dataSize;
     }
+}
+
+unsigned int CachedPath(StoreIndex* index, unsigned int start, const char* path, size_t length,
+                        uint32_t hash) {
+    return index->paths.Find(start, path, length, hash);
+}
+
+void RememberPath(StoreIndex* index, unsigned int start, const char* path, size_t length,
+                  uint32_t hash, unsigned int dir) {
+    index->paths.Add(start, path, length, hash, dir);
 }
 
 }  // namespace zvenv

@@ -19,6 +19,7 @@
 #ifndef ZVENVINDEX_H
 #define ZVENVINDEX_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 class CZVEnvData;
@@ -44,6 +45,9 @@ const unsigned int kIndexCannotAnswer = 0xFFFFFFFFu;
  * dir is already validated. */
 unsigned int IndexedFind(StoreIndex* index, CZVEnvData* store, unsigned int dir, const char* name,
                          unsigned int length, bool wantDir);
+/* The same with the name's hash (HashName) already known. */
+unsigned int IndexedFindHashed(StoreIndex* index, CZVEnvData* store, unsigned int dir,
+                               const char* name, unsigned int length, uint32_t hash, bool wantDir);
 /* Records that child, just created as the last child of dir, is a directory inside it: only
  * when every child before it was seen well formed, so that the walk would reach it too. */
 void NoteNewDirectory(StoreIndex* index, unsigned int dir, unsigned int child);
@@ -57,6 +61,13 @@ int IndexedTrace(StoreIndex* index, CZVEnvData* store, unsigned int item, unsign
  * directories are those in trace (root first).
  */
 void NoteChange(StoreIndex* index, unsigned int item, const unsigned int* trace, int count);
+
+/* The directory a key path's directory part (the text path) led to from start, when the index
+ * remembers it; 0 otherwise. Any change forgets every path. */
+unsigned int CachedPath(StoreIndex* index, unsigned int start, const char* path, size_t length,
+                        uint32_t hash);
+void RememberPath(StoreIndex* index, unsigned int start, const char* path, size_t length,
+                  uint32_t hash, unsigned int dir);
 
 /* Marks the span of a structural change, so that size writes inside it do not drop the index. */
 void BeginChange(StoreIndex* index);

@@ -1,25 +1,40 @@
 /*
- * ZVHandleRegistry.cpp - the live handles, kept sorted in one array under a real mutex (the
- * library's critical sections are empty on this platform, but a handle may be opened in one
- * thread while another one checks its own).
+ * ZVHandleRegistry.cpp - the live handles in an open-addressing table that every ZVEV call reads
+ * without a lock, while opening and closing handles change it under a mutex (the library's
+ * critical sections are empty on this platform, but one thread may open a handle while another
+ * uses its own).
+ *
+ * A closed handle leaves a marker in its slot, so that the handles behind it stay reachable. A
+ * table that fills up is replaced by one twice as large; the old one stays allocated (chained
+ * behind the new one) because another thread may still be reading it.
  */
 #include "ZVHandleRegistry.h"
 
 #include <pthread.h>
 #include <stdint.h>
 #include <stdlib.h>
-#include <string.h>
+
+#include <atomic>
+#include <new>
 
 namespace zvenv {
 
 namespace {
 
-pthread_mutex_t g_registryMutex = PTHREAD_MUTEX_INITIALIZER;
-uintptr_t* g_handles = nullptr;
-size_t g_count = 0;
-size_t g_capacity = 0;
+const uintptr_t kFree = 0;
+const uintptr_t kClosed = 1; /* no handle is at address 1 */
 
-/* Holds the registry's mutex for the life of the object. */
+struct Table {
+    Table* older;    /* the table this one replaced, kept for readers still on it */
+    size_t capacity; /* a power of two */
+    size_t used;     /* slots that are not free (handles and markers) */
+    size_t live;     /* slots holding a handle */
+    std::atomic<uintptr_t>* slots;
+};
+
+pthread_mutex_t g_registryMutex = PTHREAD_MUTEX_INITIALIZER;
+std::atomic<Table*> g_table(nullptr);
+
 class RegistryLock {
 public:
     RegistryLock() { pthread_mutex_lock(&g_registryMutex); }
@@ -28,30 +43,80 @@ public:
     RegistryLock& operator=(const RegistryLock&) = delete;
 };
 
-/* Index of the first entry not below key. */
-size_t LowerBound(uintptr_t key) {
-    size_t low = 0;
-    size_t high = g_count;
-    while (low < high) {
-        size_t mid = low + (high - low) / 2;
-        if (g_handles[mid] < key) {
-            low = mid + 1;
-        } else {
-            high = mid;
-        }
-    }
-    return low;
+size_t SlotOf(uintptr_t key, size_t capacity) {
+    return static_cast<size_t>((key >> 4) * 0x9E3779B97F4A7C15ull) & (capacity - 1);
 }
 
-bool Grow() {
-    size_t capacity = g_capacity != 0 ? g_capacity * 2 : 16;
-    void* grown = realloc(g_handles, capacity * sizeof *g_handles);
-    if (grown == nullptr) {
-        return false;
+Table* NewTable(size_t capacity, Table* older) {
+    Table* table = new (std::nothrow) Table;
+    if (table == nullptr) {
+        return nullptr;
     }
-    g_handles = static_cast<uintptr_t*>(grown);
-    g_capacity = capacity;
-    return true;
+    table->slots = new (std::nothrow) std::atomic<uintptr_t>[capacity];
+    if (table->slots == nullptr) {
+        delete table;
+        return nullptr;
+    }
+    for (size_t i = 0; i < capacity; ++i) {
+        table->slots[i].store(kFree, std::memory_order_relaxed);
+    }
+    table->older = older;
+    table->capacity = capacity;
+    table->used = 0;
+    table->live = 0;
+    return table;
+}
+
+void Place(Table* table, uintptr_t key) {
+    for (size_t i = SlotOf(key, table->capacity);; i = (i + 1) & (table->capacity - 1)) {
+        uintptr_t v = table->slots[i].load(std::memory_order_relaxed);
+        if (v == kFree) {
+            table->slots[i].store(key, std::memory_order_release);
+            ++table->used;
+            ++table->live;
+            return;
+        }
+    }
+}
+
+/* A table with room for one more handle: the current one, or a copy of its handles (without
+ * the markers of closed ones) sized for four times as many. */
+Table* Roomy() {
+    Table* table = g_table.load(std::memory_order_relaxed);
+    if (table != nullptr && (table->used + 1) * 2 <= table->capacity) {
+        return table;
+    }
+    size_t capacity = 64;
+    while (table != nullptr && capacity < (table->live + 1) * 4) {
+        capacity *= 2;
+    }
+    Table* grown = NewTable(capacity, table);
+    if (grown == nullptr) {
+        return nullptr;
+    }
+    if (table != nullptr) {
+        for (size_t i = 0; i < table->capacity; ++i) {
+            uintptr_t v = table->slots[i].load(std::memory_order_relaxed);
+            if (v != kFree && v != kClosed) {
+                Place(grown, v);
+            }
+        }
+    }
+    g_table.store(grown, std::memory_order_release);
+    return grown;
+}
+
+/* The slot holding key in table, or null. */
+std::atomic<uintptr_t>* Find(Table* table, uintptr_t key) {
+    for (size_t i = SlotOf(key, table->capacity);; i = (i + 1) & (table->capacity - 1)) {
+        uintptr_t v = table->slots[i].load(std::memory_order_acquire);
+        if (v == key) {
+            return &table->slots[i];
+        }
+        if (v == kFree) {
+            return nullptr;
+        }
+    }
 }
 
 }  // namespace
@@ -59,39 +124,38 @@ bool Grow() {
 bool RegisterHandle(const void* handle) {
     uintptr_t key = reinterpret_cast<uintptr_t>(handle);
     RegistryLock lock;
-    size_t at = LowerBound(key);
-    if (at < g_count && g_handles[at] == key) {
+    Table* table = g_table.load(std::memory_order_relaxed);
+    if (table != nullptr && Find(table, key) != nullptr) {
         return true;
     }
-    if (g_count == g_capacity && !Grow()) {
+    table = Roomy();
+    if (table == nullptr) {
         return false;
     }
-    memmove(g_handles + at + 1, g_handles + at, (g_count - at) * sizeof *g_handles);
-    g_handles[at] = key;
-    ++g_count;
+    Place(table, key);
     return true;
 }
 
 bool UnregisterHandle(const void* handle) {
     uintptr_t key = reinterpret_cast<uintptr_t>(handle);
     RegistryLock lock;
-    size_t at = LowerBound(key);
-    if (at == g_count || g_handles[at] != key) {
+    Table* table = g_table.load(std::memory_order_relaxed);
+    std::atomic<uintptr_t>* slot = table != nullptr ? Find(table, key) : nullptr;
+    if (slot == nullptr) {
         return false;
     }
-    memmove(g_handles + at, g_handles + at + 1, (g_count - at - 1) * sizeof *g_handles);
-    --g_count;
+    slot->store(kClosed, std::memory_order_release);
+    --table->live;
     return true;
 }
 
 bool IsLiveHandle(const void* handle) {
-    if (handle == nullptr) {
+    uintptr_t key = reinterpret_cast<uintptr_t>(handle);
+    if (key == kFree || key == kClosed) {
         return false;
     }
-    uintptr_t key = reinterpret_cast<uintptr_t>(handle);
-    RegistryLock lock;
-    size_t at = LowerBound(key);
-    return at < g_count && g_handles[at] == key;
+    Table* table = g_table.load(std::memory_order_acquire);
+    return table != nullptr && Find(table, key) != nullptr;
 }
 
 }  // namespace zvenv

@@ -40,8 +40,7 @@ bool IsIntegerType(unsigned char type) {
 
 }  // namespace
 
-ItemBuilder::ItemBuilder(CZVEnvData* rules)
-    : m_rules(rules), m_bytes(nullptr), m_size(0), m_capacity(0), m_level(0), m_ok(true) {
+ItemBuilder::ItemBuilder() : m_bytes(nullptr), m_size(0), m_capacity(0), m_level(0), m_ok(true) {
     uint32_t at;
     unsigned char* root = Append(kDirHeadExtra, &at);
     if (root != nullptr) {
@@ -128,15 +127,15 @@ unsigned int ItemBuilder::AddKey(unsigned int dir, const char* name, int length,
         return 0;
     }
     uint32_t n = NameLength(name, length);
-    if (n < 1 || !m_rules->CZVEnvData::IsValidName(name, static_cast<int>(n))) {
-        return 0;
+    uint32_t hash;
+    if (!ScanName(name, n, &hash)) {
+        return 0; /* empty or not a valid name */
     }
     /* The store inserts only into a directory with fewer than 16 around it. */
     if (m_level >= ZVED_MAX_DEPTH) {
         return 0;
     }
     OpenDir& open = m_open[m_level];
-    uint32_t hash = HashName(name, n);
     if (open.keys.Find(m_bytes, kKeyNameOffset, hash, name, n) != 0) {
         return GiveUp();
     }
@@ -150,7 +149,7 @@ unsigned int ItemBuilder::AddKey(unsigned int dir, const char* name, int length,
         return 0;
     }
     p[0] = type;
-    p[1] = m_rules->CZVEnvData::CalcSum(name, static_cast<int>(n));
+    p[1] = NameSum(name, n);
     memcpy(p + kKeyNameOffset, name, n);
     p[kKeyNameOffset + n] = 0;
     *value = p + kKeyNameOffset + n + 1;
@@ -165,11 +164,11 @@ unsigned int ItemBuilder::CreateSubDir(unsigned int dir, const char* name, int l
         return 0;
     }
     uint32_t n = NameLength(name, length);
-    if (n == 0 || !m_rules->CZVEnvData::IsValidName(name, static_cast<int>(n))) {
+    uint32_t hash;
+    if (!ScanName(name, n, &hash)) {
         return 0;
     }
     OpenDir& open = m_open[m_level];
-    uint32_t hash = HashName(name, n);
     if (open.dirs.Find(m_bytes, kDirNameOffset, hash, name, n) != 0) {
         return GiveUp(); /* the store goes on in the directory it has */
     }
@@ -187,7 +186,7 @@ unsigned int ItemBuilder::CreateSubDir(unsigned int dir, const char* name, int l
     }
     p[0] = ZVED_ITEM_DIR;
     WriteU32(p + 1, size);
-    p[5] = m_rules->CZVEnvData::CalcSum(name, static_cast<int>(n));
+    p[5] = NameSum(name, n);
     memcpy(p + kDirNameOffset, name, n);
     p[kDirNameOffset + n] = 0;
     if (!m_open[m_level].dirs.Add(m_bytes, kDirNameOffset, at - kRootAt, hash, n)) {
@@ -293,7 +292,7 @@ unsigned int ItemBuilder::InsertComment(unsigned int dir, const char* text, int 
         return GiveUp();
     }
     p[0] = type;
-    p[1] = m_rules->CZVEnvData::CalcSum(text, static_cast<int>(t));
+    p[1] = NameSum(text, t);
     if (t != 0) {
         memcpy(p + kKeyNameOffset, text, t);
     }

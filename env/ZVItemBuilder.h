@@ -6,7 +6,7 @@
  * directory, key and comment becomes the last child of the directory being read. So the bytes
  * can be laid down one item after another, with no insertion, lookup or size fix-up per item,
  * and handed to the store in one piece. The builder takes the same arguments as the store's
- * operations and refuses what the store refuses (with the same rules, from the store itself).
+ * operations and refuses what the store refuses (with the same name rules and checksum).
  * What it cannot lay out exactly as the store would (a name given twice in one directory, which
  * the store merges or rewrites in place) and running out of memory make it give up: the loader
  * then reads the file again through the store. Internal to the library.
@@ -23,8 +23,7 @@ namespace zvenv {
 
 class ItemBuilder {
 public:
-    /* rules: the store that will take the items, whose name rules and sums are used. */
-    explicit ItemBuilder(CZVEnvData* rules);
+    ItemBuilder();
     ~ItemBuilder();
     ItemBuilder(const ItemBuilder&) = delete;
     ItemBuilder& operator=(const ItemBuilder&) = delete;
@@ -64,7 +63,6 @@ private:
                         uint32_t valueSize, unsigned char** value);
     unsigned int GiveUp();
 
-    CZVEnvData* m_rules;
     unsigned char* m_bytes; /* the buffer from offset 38 on */
     uint32_t m_size;
     uint32_t m_capacity;

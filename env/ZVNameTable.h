@@ -24,7 +24,77 @@ inline uint32_t HashName(const char* name, unsigned int length) {
     return h;
 }
 
+/* What each byte may be in a name: 1 anywhere (letters, '_', '[' and ']'), 2 from the second
+ * byte on (digits and '.'), 0 nowhere. */
+struct NameBytes {
+    unsigned char kind[256];
+    constexpr NameBytes() : kind() {
+        for (int c = 'A'; c <= 'Z'; ++c) {
+            kind[c] = 1;
+            kind[c + 32] = 1;
+        }
+        kind[static_cast<unsigned char>('_')] = 1;
+        kind[static_cast<unsigned char>('[')] = 1;
+        kind[static_cast<unsigned char>(']')] = 1;
+        for (int c = '0'; c <= '9'; ++c) {
+            kind[c] = 2;
+        }
+        kind[static_cast<unsigned char>('.')] = 2;
+    }
+};
+
+inline constexpr NameBytes kNameBytes;
+
+/* The name checksum (CZVEnvData::CalcSum): the XOR of the bytes, 'a'-'z' folded to upper case. */
+inline unsigned char NameSum(const char* name, unsigned int n) {
+    unsigned char sum = 0;
+    for (unsigned int i = 0; i < n; ++i) {
+        sum = static_cast<unsigned char>(sum ^ FoldCase(static_cast<unsigned char>(name[i])));
+    }
+    return sum;
+}
+
+/* Whether the n bytes at name may be a name: empty, or a letter, '_', '[' or ']' and then any
+ * of those, digits and '.'. */
+inline bool ValidName(const char* name, unsigned int n) {
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(name);
+    if (n == 0) {
+        return true;
+    }
+    if (kNameBytes.kind[bytes[0]] != 1) {
+        return false;
+    }
+    for (unsigned int i = 1; i < n; ++i) {
+        if (kNameBytes.kind[bytes[i]] == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/* Whether the n bytes at name form a valid name of at least one byte, with the name's hash
+ * (HashName) in *hash. */
+inline bool ScanName(const char* name, unsigned int n, uint32_t* hash) {
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(name);
+    if (n == 0 || kNameBytes.kind[bytes[0]] != 1) {
+        return false;
+    }
+    uint32_t h = 2166136261u;
+    for (unsigned int i = 0; i < n; ++i) {
+        unsigned char c = bytes[i];
+        if (kNameBytes.kind[c] == 0) {
+            return false;
+        }
+        h = (h ^ FoldCase(c)) * 16777619u;
+    }
+    *hash = h;
+    return true;
+}
+
 inline bool SameName(const char* a, const char* b, unsigned int length) {
+    if (memcmp(a, b, length) == 0) {
+        return true; /* the usual case: written alike */
+    }
     for (unsigned int i = 0; i < length; ++i) {
         if (FoldCase(static_cast<unsigned char>(a[i])) !=
             FoldCase(static_cast<unsigned char>(b[i]))) {

@@ -12,6 +12,7 @@
 
 #include "ZVCmnFileHdr.h"
 #include "ZVItemBuilder.h"
+#include "ZVNameTable.h"
 
 namespace {
 
@@ -69,9 +70,16 @@ bool TruncateToInt32(double value, int* out) {
     return true;
 }
 
+/*
+ * A string literal that the quick way reads in place: its body has no escape, line end or NUL,
+ * so it decodes to itself. Such a token points into the data (it owns no text) and carries the
+ * body's length; the tokenizer never makes one, and deleting it frees nothing.
+ */
+const int32_t kPlainLiteral = 0x103;
+
 /* The text and length of a name or string token (a literal's text counts up to its NUL). */
 bool TextOf(const ZV_TOKEN_tag& token, const char** text, int* length) {
-    if (token.nKind == ZV_TOKEN_NAME) {
+    if (token.nKind == ZV_TOKEN_NAME || token.nKind == kPlainLiteral) {
         *text = token.pszText;
         *length = static_cast<int>(token.dwLength);
         return true;
@@ -102,6 +110,8 @@ struct StoreContext {
     CZVParseEnvFile* parser;
 
     CZVTokenProvider& Tokens() { return parser->m_Tokenizer; }
+    int NextToken(ZV_TOKEN_tag* token) { return Tokens().GetToken(token); }
+    int AtEnd() { return Tokens().IsEndOfData(); }
     int SkipSpace(unsigned int dir, ZV_TOKEN_tag* token) { return parser->SkipSpace(dir, token); }
     int ParseItem(unsigned int dir) { return parser->ParseItem(dir); }
     CZVEnvData* Store() { return parser->m_pEnvData; }
@@ -141,11 +151,113 @@ int SkipSpaceIn(Context& c, unsigned int dir, ZV_TOKEN_tag* token);
 template <typename Context>
 int ParseItemIn(Context& c, unsigned int dir);
 
+/*
+ * The next token for the quick way, as the tokenizer's GetToken gives it for everything the
+ * grammar looks at: blanks, line ends, names, splitters and plain literals are cut here in place
+ * (without the column, which the grammar reads of comments only), numbers go to the tokenizer's
+ * own matcher, and anything else (comments, literals with escapes, other bytes) to GetToken
+ * itself. The tokenizer's position and line move on as GetToken moves them.
+ */
+int QuickToken(CZVTokenProvider& t, ZV_TOKEN_tag* token) {
+    const unsigned int pos = static_cast<unsigned int>(t.m_nCurPos);
+    if (t.m_nPushbackCount > 0 || pos >= t.m_dwDataLength) {
+        return t.CZVTokenProvider::GetToken(token);
+    }
+    const char* text = t.m_pData + pos;
+    const unsigned int left = t.m_dwDataLength - pos;
+    const unsigned char first = static_cast<unsigned char>(text[0]);
+    unsigned int count = 1;
+    token->nKind = ZV_TOKEN_CHAR;
+    token->nValue = first;
+    token->dwLength = 0;
+    switch (first) {
+        case ' ':
+        case '\t':
+            while (count < left && (text[count] == ' ' || text[count] == '\t')) {
+                ++count;
+            }
+            token->nKind = ZV_TOKEN_BLANKS;
+            token->nValue = 0;
+            break;
+        case '\n':
+            token->nKind = ZV_TOKEN_LINE_END;
+            token->nValue = 0;
+            break;
+        case '\r':
+            if (left < 2 || text[1] != '\n') {
+                return t.CZVTokenProvider::GetToken(token);
+            }
+            count = 2;
+            token->nKind = ZV_TOKEN_LINE_END;
+            token->nValue = 0;
+            break;
+        case '=':
+        case '{':
+        case '}':
+        case ',':
+        case '/':
+            break;
+        case '\'':
+        case '"': {
+            const char* end = static_cast<const char*>(memchr(text + 1, first, left - 1));
+            if (end == nullptr) {
+                return t.CZVTokenProvider::GetToken(token);
+            }
+            for (const char* p = text + 1; p < end; ++p) {
+                if (*p == '\\' || *p == '\r' || *p == '\n' || *p == '\0') {
+                    return t.CZVTokenProvider::GetToken(token);
+                }
+            }
+            count = static_cast<unsigned int>(end - text) + 1;
+            token->nKind = kPlainLiteral;
+            token->pszText = const_cast<char*>(text + 1);
+            token->dwLength = count - 2;
+            break;
+        }
+        case '#':
+            return t.CZVTokenProvider::GetToken(token);
+        default:
+            if ((first >= '0' && first <= '9') || first == '-' || first == '+' || first == '.') {
+                int taken = t.CZVTokenProvider::MatchNumber(text, static_cast<int>(left), token);
+                if (taken < 0) {
+                    return 0; /* malformed: the position stays at the token's start */
+                }
+                if (taken > 0) {
+                    count = static_cast<unsigned int>(taken);
+                }
+                break;
+            }
+            if (zvenv::kNameBytes.kind[first] != 1) {
+                return t.CZVTokenProvider::GetToken(token);
+            }
+            while (count < left &&
+                   zvenv::kNameBytes.kind[static_cast<unsigned char>(text[count])] != 0) {
+                ++count;
+            }
+            token->nKind = ZV_TOKEN_NAME;
+            token->pszText = const_cast<char*>(text);
+            token->dwLength = count;
+            break;
+    }
+    token->nStart = static_cast<int32_t>(pos);
+    token->nEnd = static_cast<int32_t>(pos + count);
+    token->nLine = t.m_nCurLine - 1;
+    token->nColumn = 0;
+    t.m_nCurPos = static_cast<int>(pos + count);
+    if (token->nKind == ZV_TOKEN_LINE_END) {
+        ++t.m_nCurLine;
+        t.m_nLineStart = t.m_nCurPos;
+    }
+    return 1;
+}
+
 struct BuildContext {
     CZVParseEnvFile* parser;
     zvenv::ItemBuilder* builder;
 
     CZVTokenProvider& Tokens() { return parser->m_Tokenizer; }
+    int NextToken(ZV_TOKEN_tag* token) { return QuickToken(parser->m_Tokenizer, token); }
+    int AtEnd() { return parser->m_Tokenizer.CZVTokenProvider::IsEndOfData(); }
     int SkipSpace(unsigned int dir, ZV_TOKEN_tag* token) { return SkipSpaceIn(*this, dir, token); }
     int ParseItem(unsigned int dir) { return ParseItemIn(*this, dir); }
     int IsValidName(const char* name, int length) {
@@ -187,10 +299,10 @@ int SkipSpaceIn(Context& c, unsigned int dir, ZV_TOKEN_tag* token) {
     int& trailing = c.parser->m_bTrailingComment;
     token->nKind = ZV_TOKEN_NONE;
     for (;;) {
-        if (tokens.IsEndOfData()) {
+        if (c.AtEnd()) {
             return 1;
         }
-        if (!tokens.GetToken(token)) {
+        if (!c.NextToken(token)) {
             return 0;
         }
         switch (token->nKind) {
@@ -209,7 +321,7 @@ int SkipSpaceIn(Context& c, unsigned int dir, ZV_TOKEN_tag* token) {
             case ZV_TOKEN_CHAR:
                 if (static_cast<unsigned char>(token->nValue) == '/') {
                     HeldToken next(tokens);
-                    if (!tokens.GetToken(&next.token)) {
+                    if (!c.NextToken(&next.token)) {
                         return 0;
                     }
                     if (next.token.nKind == ZV_TOKEN_LINE_END) {
@@ -395,7 +507,7 @@ int ReadItems(Context& c, char* body, unsigned int size) {
     CZVTokenProvider& tokens = c.Tokens();
     c.parser->m_bTrailingComment = 0;
     int read = tokens.SetData(body, size) && tokens.Reset();
-    while (read && !tokens.IsEndOfData()) {
+    while (read && !c.AtEnd()) {
         read = c.ParseItem(0);
     }
     return read;
@@ -410,7 +522,7 @@ int ReadItems(Context& c, char* body, unsigned int size) {
 int ReadText(CZVParseEnvFile* parser, char* body, unsigned int size) {
     CZVEnvData* store = parser->m_pEnvData;
     if (typeid(*parser) == typeid(CZVParseEnvFile) && typeid(*store) == typeid(CZVEnvData)) {
-        zvenv::ItemBuilder builder(store);
+        zvenv::ItemBuilder builder;
         BuildContext built = {parser, &builder};
         unsigned int rootSize = 0;
         const unsigned char* root =

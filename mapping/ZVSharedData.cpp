@@ -24,6 +24,7 @@
 #include "TarnError.h"
 #include "TarnString.h"
 #include "ZVMapFile.h"
+#include "ZVSharedDataQuick.h"
 
 namespace {
 
@@ -286,6 +287,28 @@ int CZVSharedData::Close() {
     return 1;
 }
 
+/*
+ * Takes the block lock of a block whose control mapping is open: when this holder's copy of the
+ * header (as of its last release) has another serial, another holder replaced the data mapping,
+ * and this holder re-attaches to the current one. The copy itself is refreshed only at the next
+ * release.
+ */
+static int Reattach(CZVSharedData& block) {
+    ZV_SHARED_DATA_HEADER_tag* header =
+        static_cast<ZV_SHARED_DATA_HEADER_tag*>(block.m_CtrlMap.m_pAddress);
+    if (block.m_pPrivateHeader->dwSerial != header->dwSerial) {
+        if (block.m_DataMap.IsOpened(nullptr) && block.m_DataMap.Close() == 0) {
+            block.m_CtrlMap.Lock(0);
+            return 0;
+        }
+        if (AttachData(block.m_DataMap, header) == 0) {
+            block.m_CtrlMap.Lock(0);
+            return 0;
+        }
+    }
+    return 1;
+}
+
 int CZVSharedData::Lock(int lock) {
     if (!m_CtrlMap.IsOpened(nullptr)) {
         return 0;
@@ -296,20 +319,7 @@ int CZVSharedData::Lock(int lock) {
         if (m_CtrlMap.Lock(1) == 0) {
             return 0;
         }
-        // Compared with this holder's copy as of its last release: a different serial means
-        // another holder replaced the data mapping. The copy itself is refreshed only at the
-        // next release.
-        if (m_pPrivateHeader->dwSerial != header->dwSerial) {
-            if (m_DataMap.IsOpened(nullptr) && m_DataMap.Close() == 0) {
-                m_CtrlMap.Lock(0);
-                return 0;
-            }
-            if (AttachData(m_DataMap, header) == 0) {
-                m_CtrlMap.Lock(0);
-                return 0;
-            }
-        }
-        return 1;
+        return Reattach(*this);
     }
     if (lock == 0 && m_CtrlMap.IsLocked()) {
         memcpy(m_pPrivateHeader, header, header->dwCtrlSize);
@@ -317,6 +327,37 @@ int CZVSharedData::Lock(int lock) {
             return 0;
         }
         return m_CtrlMap.Lock(0);
+    }
+    return 1;
+}
+
+/*
+ * The same steps as Lock, for a block object of this very class: its mappings are its own
+ * members, so their operations are known and run here in place, without a call each.
+ */
+int zvmap::LockBlock(CZVSharedData& block, int lock) {
+    CZVMapFile& ctrl = block.m_CtrlMap;
+    if (ctrl.m_pAddress == nullptr) {
+        return 0;
+    }
+    if (lock != 0 && !ctrl.m_bLocked) {
+        if (pthread_mutex_lock(&ctrl.m_Mutex) != 0) {
+            return 0;
+        }
+        ctrl.m_bLocked = 1;
+        return Reattach(block);
+    }
+    if (lock == 0 && ctrl.m_bLocked) {
+        ZV_SHARED_DATA_HEADER_tag* header =
+            static_cast<ZV_SHARED_DATA_HEADER_tag*>(ctrl.m_pAddress);
+        memcpy(block.m_pPrivateHeader, header, header->dwCtrlSize);
+        if (!ctrl.m_bReadOnly && ctrl.m_hFile != -1 && ctrl.Flush() == 0) {
+            return 0;
+        }
+        if (pthread_mutex_unlock(&ctrl.m_Mutex) != 0) {
+            return 0;
+        }
+        ctrl.m_bLocked = 0;
     }
     return 1;
 }

@@ -81,9 +81,14 @@ private:
             case 'b':
                 return m_random() % 2 ? "True" : "false";
             default: {
-                static const char* const kTexts[] = {"'plain'", "\"esc\\n\\t\\x41\"", "bare", "''",
-                                                     "'unclosed"};
-                return kTexts[m_random() % 5];
+                static const char* const kTexts[] = {
+                    "'plain'",   "\"esc\\n\\t\\x41\"", "bare",         "''",
+                    "'unclosed", "'with space'",       "\"q'uote\"",   "'\x82\xA0sjis'",
+                    "'cr\rcr'",  "'\x81\\'",           "\"tab\there\""};
+                if (m_random() % 16 == 0) {
+                    return std::string("'nul\0byte'", 11);
+                }
+                return kTexts[m_random() % 11];
             }
         }
     }
@@ -121,7 +126,12 @@ private:
                 default: {
                     static const char kTypes[] = {'n', 'r', 'b', 's', 'T'};
                     char type = kTypes[m_random() % 5];
-                    *text += line + std::string(1, type) + Name() + " = " + Value(type);
+                    std::string name = std::string(1, type) + Name();
+                    if (m_random() % 10 == 0) {
+                        const char* quote = m_random() % 2 ? "'" : "\"";
+                        name = quote + name + quote;
+                    }
+                    *text += line + name + " = " + Value(type);
                     *text += (m_random() % 3 == 0 ? "   " + Comment() : std::string()) + "\r\n";
                     break;
                 }
