@@ -119,6 +119,13 @@ struct ByteSink {
         }
         ++length;
     }
+
+    void PutRun(const unsigned char* bytes, size_t n) {
+        if (out != NULL) {
+            memcpy(out + length, bytes, n);
+        }
+        length += n;
+    }
 };
 
 /* Index of an escape letter in kEscapeLetters, or -1. */
@@ -193,10 +200,34 @@ bool IsPlainByte(unsigned char c) {
     return (c >= 0x20 && c <= 0x7E) || (c >= 0xA1 && c <= 0xDF);
 }
 
+/* Bytes that escaping copies as they are: the plain ones but the quotes and the backslash. None
+ * of them starts a Shift-JIS pair. */
+struct CopiedBytes {
+    bool copied[256];
+    constexpr CopiedBytes() : copied() {
+        for (int c = 0x20; c <= 0x7E; ++c) {
+            copied[c] = c != '\'' && c != '"' && c != '\\';
+        }
+        for (int c = 0xA1; c <= 0xDF; ++c) {
+            copied[c] = true;
+        }
+    }
+};
+constexpr CopiedBytes kCopiedBytes;
+
 /* The text escaped into sink so that Unescape gives it back. */
 void Escape(const unsigned char* in, size_t n, ByteSink* sink) {
     size_t i = 0;
     while (i < n) {
+        size_t run = i;
+        while (run < n && kCopiedBytes.copied[in[run]]) {
+            ++run;
+        }
+        if (run != i) {
+            sink->PutRun(in + i, run - i);
+            i = run;
+            continue;
+        }
         unsigned char c = in[i];
         if (IsShiftJisPair(in, i, n)) {
             sink->Put(c);

@@ -196,6 +196,23 @@ TEST_F(ZVLoadPathsTest, NamesGivenTwiceLoadAlikeBothWays) {
     Compare("a {\r\n\tnx = 1\r\n\tb {\r\n\t}\r\n\tnx = 5\r\n}\r\n", "key given twice, later");
 }
 
+TEST_F(ZVLoadPathsTest, NamesHashingAlikeLoadAlikeBothWays) {
+    // kgltfncz and kfghvadd hash alike (case folded); so do the key kjkknaqp and the directory
+    // kobpztag once keys and directories are told apart. The direct layout then walks the
+    // directory's items, past every kind of item, to tell a name given twice from a likeness.
+    const std::string items =
+        "# note\r\nbflag = true\r\nbnope = false\r\nrratio = 1.5\r\n"
+        "stext = 'abc'\r\ncblob = 2 { 1 2 }\r\nnhex = 0x1F\r\n"
+        "sub {\r\n\tnkfghvadd = 2\r\n}\r\n";
+    Compare(items + "nkgltfncz = 1\r\nskfghvadd = 'b'\r\n", "two names hashing alike");
+    Compare("nkgltfncz = 1\r\n" + items + "rkfghvadd = 1.5\r\nnKGLTFNCZ = 3\r\n",
+            "names hashing alike, then one given twice");
+    Compare("d {\r\n" + items + "nkjkknaqp = 1\r\nkobpztag {\r\n\tnx = 1\r\n}\r\n}\r\n",
+            "a key and a directory hashing alike");
+    Compare("kfghvadd {\r\n}\r\nkgltfncz {\r\n}\r\nKfghvadd {\r\n\tnx = 1\r\n}\r\n",
+            "directories hashing alike, one given twice");
+}
+
 TEST_F(ZVLoadPathsTest, NestingLimitLoadsAlikeBothWays) {
     for (int depth = 14; depth <= 18; ++depth) {
         std::string body;
