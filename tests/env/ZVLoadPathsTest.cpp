@@ -213,6 +213,63 @@ TEST_F(ZVLoadPathsTest, NamesHashingAlikeLoadAlikeBothWays) {
             "directories hashing alike, one given twice");
 }
 
+TEST_F(ZVLoadPathsTest, NumbersLoadAlikeBothWays) {
+    // Both sides of the 32-bit limits, decimals that turn into doubles, fractions of many
+    // digits, signs with and without blanks, every radix, exponents, blanks behind a number,
+    // and malformed numbers, as integer keys, real keys and bytes of a binary key.
+    const char* const numbers[] = {"0",
+                                   "-0",
+                                   "+7",
+                                   "- 5",
+                                   "-\t5",
+                                   "00012",
+                                   "2147483647",
+                                   "2147483648",
+                                   "-2147483648",
+                                   "-2147483649",
+                                   "4294967295",
+                                   "4294967296",
+                                   "99999999999",
+                                   "12345678901234567890.5",
+                                   "1.5",
+                                   "-1.5",
+                                   "1.5   ",
+                                   "1.5 \t ",
+                                   ".5",
+                                   "-.5",
+                                   "1.",
+                                   ".",
+                                   "-",
+                                   "0.000000000000000000001",
+                                   "3.14159265358979323846264338327950288",
+                                   "1.5e3",
+                                   "1.5 e3",
+                                   "1.5 E -3",
+                                   "15 e 2",
+                                   "0x1F",
+                                   "0X1f",
+                                   "0xFFFFFFFF",
+                                   "0x100000000",
+                                   "0x",
+                                   "0xG",
+                                   "-0x10",
+                                   "0o17",
+                                   "0b101",
+                                   "0B2",
+                                   "1x",
+                                   "7abc"};
+    for (const char* number : numbers) {
+        const std::string n = number;
+        Compare("na = " + n + "\r\n", "integer " + n);
+        Compare("rb = " + n + "\r\n", "real " + n);
+        Compare("cc = 3 { " + n + " 1 " + n + " }\r\n", "bytes " + n);
+        Compare("na = " + n, "integer at the end " + n);
+        if (HasFatalFailure()) {
+            return;
+        }
+    }
+}
+
 TEST_F(ZVLoadPathsTest, NestingLimitLoadsAlikeBothWays) {
     for (int depth = 14; depth <= 18; ++depth) {
         std::string body;
