@@ -11,7 +11,7 @@ cd "$(dirname "$0")/.."
 source scripts/need-packages.sh
 need_packages cmake ninja-build g++ libcli11-dev nlohmann-json3-dev
 
-cmake -S . -B build/demo -G Ninja -DCMAKE_BUILD_TYPE=Release -DZV_BUILD_TESTS=OFF >/dev/null
+cmake -S . -B build/demo -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
 cmake --build build/demo --target zvtool zvdemo zvsettings zverrlog >/dev/null
 tool="$PWD/build/demo/tools/zvtool/zvtool"
 examples="$PWD/build/demo/examples"
