@@ -51,7 +51,7 @@ ZV_API int TarnIsFileCorruptedA(const char* path);
  * The extension is taken from the path as given: everything from the last '.' of the last
  * component, cut to 5 characters and upper-cased ("/data/log.txt" gives ".TXT", "archive.tar.gz"
  * ".GZ", "a.config" ".CONF", "name." "."); empty when the last component has no dot ("dir.d/file")
- * or the path ends in '/' or '\\'. The checksum XORs the file's 16-bit little-endian words, an odd
+ * or the path ends in '/' or `\`. The checksum XORs the file's 16-bit little-endian words, an odd
  * last byte into the low byte (the bytes 01 02 03 give 0x0202); it is read through a read-only
  * mapping.
  *

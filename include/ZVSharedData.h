@@ -66,7 +66,7 @@ public:
      * capacity one page, used size 0) and maps the first data mapping. Every block is new: the
      * mappings are anonymous.
      *
-     * @param name the block name, at most 47 characters; each backslash becomes '_' ("A\B"
+     * @param name the block name, at most 47 characters; each backslash becomes '_' (`A\B`
      *        gives the data mapping name "DATA_B00000001").
      * @param userSize bytes of the user area; 0 for none.
      * @return 1 with the block open and locked; 0 when it is open already, the name is null or
