@@ -244,7 +244,9 @@ ZV_API int ZVEVGetInteger(ZVEV_HANDLE handle, const char* key, int defaultValue)
  *        ::TARN_ERR_MISSING_KEY_NAME (28); ::TARN_ERR_CREATE_DIRECTORY (4);
  *        ::TARN_ERR_SET_REAL (23) for an infinite value (nothing is created), an invalid key
  *        name, a key in a directory 16 levels below the root, or when memory runs out.
- * @quirk The text form keeps 14 significant digits; INF and NAN are written but do not load.
+ * @quirk The text form keeps 14 significant digits, and reading it back sums the fraction's
+ *        digits one by one, so the last bits may differ (0.75 reads as 0.75000000000000011);
+ *        INF and NAN are written but do not load. The binary form keeps the value exactly.
  */
 ZV_API int ZVEVSetDouble(ZVEV_HANDLE handle, const char* key, double value);
 /**

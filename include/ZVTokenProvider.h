@@ -207,7 +207,8 @@ public:
      *
      * @param text the text.
      * @param n bytes remaining.
-     * @param fraction receives the fraction (0.0 first); may be null.
+     * @param fraction receives the fraction (0.0 first): the digits times 0.1, 0.01, ..., each
+     *        weight the one before times 0.1, so ".75" gives 0.75000000000000011; may be null.
      * @return the bytes taken; 0 without '.'; -1 for a '.' without a digit behind it.
      */
     virtual int MatchFrac(const char* text, int n, double* fraction);
