@@ -182,7 +182,8 @@ ZV_API void strupr(char* str);
  * @param filePart receives a pointer just behind the last '/' of the input path (not of the
  *        resolved path), or the input itself when it has none; may be null.
  * @return the resolved length; the length + 1 (the size needed) when bufferLength is smaller
- *         than the length; 0 on failure (nothing written) and for an empty path.
+ *         than the length; 0 on failure (nothing written). An empty path resolves to "" and
+ *         gives 0 too.
  */
 ZV_API unsigned int OS_GetFullPathName(const char* path, unsigned int bufferLength, char* buffer,
                                        char** filePart);

@@ -193,8 +193,9 @@ ZV_API const wchar_t* TarnGetDateTimeStrW(const long* value, int format, wchar_t
  *        conversion leaves it as it was and shows only in the last-error code.
  * @param utc non-zero for UTC; zero fails the conversion with code 29.
  * @return where reading stopped, just behind the digits of the last field read ("xyz" of
- *         "2009/03/07 14:05:09:000xyz"); the text start for an unknown format; null for a null
- *         text or value.
+ *         "2009/03/07 14:05:09:000xyz"); the text start for an unknown format, and for a
+ *         date-only shape whose value passed in cannot be broken down (UTC flag clear: code 29,
+ *         the value untouched); null for a null text or value.
  * @codes ::TARN_ERR_NULL_POINTER (16) for a null text or value; ::TARN_ERR_INVALID_FORMAT (31)
  *        for a selector outside 0 to 9 (the value is not touched);
  *        ::TARN_ERR_LOCAL_TIME_CONVERSION (29) and ::TARN_ERR_SYSTEM_TIME_CONVERSION (30) from

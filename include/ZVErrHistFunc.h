@@ -37,7 +37,7 @@ ZV_BEGIN_C
  *
  * @param path the history file; it must exist at exactly 96 + 128 x capacity bytes (12896 for
  *        100).
- * @param capacity records the ring holds, brought into 2..32767.
+ * @param capacity records the ring holds, brought into 2..32767; 0 fails with code 48.
  * @param flushInterval 0 to 0x7FFFFFFF flush the file at every call; 0x80000000 and above never
  *        flush it (the records still reach the file's pages through the shared mapping).
  * @return 1, or 0.

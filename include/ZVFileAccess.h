@@ -52,8 +52,8 @@ ZV_BEGIN_C
  *        ::TARN_ERR_INVALID_FILE_PATH (65) when the path does not resolve (empty, or through a
  *        file that is not a directory); ::TARN_ERR_LOAD_FILE (13) when the file does not load
  *        (not an environment file, a version other than 00.xx or 01.00, a malformed body);
- *        ::TARN_ERR_OPEN_WORK_AREA (17), ::TARN_ERR_RESET_FILE (20), ::TARN_ERR_UNLOCK_DATA (64)
- *        and ::TARN_ERR_MEMORY_OVERFLOW (15) when memory runs out.
+ *        ::TARN_ERR_OPEN_WORK_AREA (17), ::TARN_ERR_RESET_FILE (20) and
+ *        ::TARN_ERR_MEMORY_OVERFLOW (15) when memory runs out; ::TARN_ERR_UNLOCK_DATA (64).
  * @quirk A directory counts as a missing file: its open succeeds with an empty store, and the
  *        first flush fails with code 8.
  */
