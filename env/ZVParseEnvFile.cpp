@@ -8,9 +8,8 @@
 #include <math.h>
 #include <string.h>
 
-#include <typeinfo>
-
 #include "ZVCmnFileHdr.h"
+#include "ZVExactType.h"
 #include "ZVItemBuilder.h"
 #include "ZVNameTable.h"
 
@@ -606,7 +605,7 @@ int ReadItems(Context& c, char* body, unsigned int size) {
  */
 int ReadText(CZVParseEnvFile* parser, char* body, unsigned int size) {
     CZVEnvData* store = parser->m_pEnvData;
-    if (typeid(*parser) == typeid(CZVParseEnvFile) && typeid(*store) == typeid(CZVEnvData)) {
+    if (zvenv::IsExactly<CZVParseEnvFile>(*parser) && zvenv::IsExactly<CZVEnvData>(*store)) {
         zvenv::ItemBuilder builder;
         BuildContext built = {parser, &builder};
         unsigned int rootSize = 0;

@@ -14,10 +14,9 @@
 #include <stdint.h>
 #include <string.h>
 
-#include <typeinfo>
-
 #include "TarnString.h"
 #include "ZVEscape.h"
+#include "ZVExactType.h"
 
 namespace {
 
@@ -574,7 +573,7 @@ int CZVTokenProvider::GetToken(ZV_TOKEN_tag* token) {
 
     const char* text = m_pData + m_nCurPos;
     const int remaining = static_cast<int>(m_dwDataLength - static_cast<unsigned int>(m_nCurPos));
-    int count = typeid(*this) == typeid(CZVTokenProvider)
+    int count = zvenv::IsExactly<CZVTokenProvider>(*this)
                     ? MatchByFirstByte(this, text, remaining, token)
                     : MatchInOrder(this, text, remaining, token);
     if (count < 0) {
@@ -860,7 +859,7 @@ int CZVTokenProvider::MatchNumber(const char* text, int n, ZV_TOKEN_tag* token) 
     if (first != '-' && first != '+' && first != '.' && !IsDigit(first)) {
         return 0;
     }
-    if (typeid(*this) == typeid(CZVTokenProvider)) {
+    if (zvenv::IsExactly<CZVTokenProvider>(*this)) {
         return MatchOwnNumber(this, text, n, token);
     }
     int count = MatchHex(text, n, token);
