@@ -1,5 +1,6 @@
-/*
- * TarnNet.h - the machine's network (MAC) address.
+/**
+ * @file TarnNet.h
+ * @brief The machine's network (MAC) address.
  */
 #ifndef TARNNET_H
 #define TARNNET_H
@@ -8,12 +9,23 @@
 
 ZV_BEGIN_C
 
-/*
+/**
+ * @addtogroup fileinfo
+ * @{
+ */
+
+/**
  * Would copy the six bytes of the first adapter's address into buffer and return non-zero.
- * This platform has no such query: it writes nothing, sets no code and returns 0, and callers
- * clear the six bytes before they ask.
+ *
+ * @param buffer six bytes; left untouched.
+ * @return 0: this platform has no such query.
+ * @quirk It writes nothing and sets no code. Callers clear the six bytes before they ask, so
+ *        every header stamped on this platform carries the address "*" (all zero). The codes 61,
+ *        62 and 63 belong to this query and are never reported.
  */
 ZV_API int TarnGetMacAddress(unsigned char* buffer);
+
+/** @} */
 
 ZV_END_C
 

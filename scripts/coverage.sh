@@ -26,7 +26,9 @@ cmake --build --preset coverage -j "$(nproc)"
 find build/coverage -name '*.gcda' -delete
 
 echo "== coverage: tests"
-ctest --preset coverage -j "$(nproc)" >build/coverage/ctest.log 2>&1 || {
+# ExportedSymbols is left out here: the gcov runtime linked into the library exports names of its
+# own (__gcov_*, mangle_path); the other flavours check the list.
+ctest --preset coverage -j "$(nproc)" -E '^ExportedSymbols$' >build/coverage/ctest.log 2>&1 || {
     tail -40 build/coverage/ctest.log; echo "== coverage: tests failed"; exit 1; }
 
 echo "== coverage: report"
