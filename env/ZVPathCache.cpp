@@ -39,8 +39,7 @@ unsigned int PathCache::Find(unsigned int start, const char* path, size_t length
         if (e.dir == 0) {
             return 0;
         }
-        if (e.hash == hash && e.start == start && e.length == length &&
-            memcmp(m_text + e.text, path, length) == 0) {
+        if (e.hash == hash && e.start == start && e.length == length && SameText(e, path)) {
             return e.dir;
         }
     }
@@ -69,7 +68,11 @@ void PathCache::Add(unsigned int start, const char* path, size_t length, uint32_
         m_text = static_cast<char*>(grown);
         m_textCapacity = capacity;
     }
-    memcpy(m_text + m_textSize, path, length);
+    /* An empty path (an empty assigned directory) has no text, and before the first text
+     * there is no block to copy into. */
+    if (length != 0) {
+        memcpy(m_text + m_textSize, path, length);
+    }
     uint32_t i = hash & (m_capacity - 1);
     while (m_entries[i].dir != 0) {
         i = (i + 1) & (m_capacity - 1);
@@ -77,6 +80,10 @@ void PathCache::Add(unsigned int start, const char* path, size_t length, uint32_
     m_entries[i] = Entry{hash, start, dir, static_cast<uint32_t>(length), m_textSize};
     m_textSize += length;
     ++m_count;
+}
+
+bool PathCache::SameText(const Entry& e, const char* path) const {
+    return e.length == 0 || memcmp(m_text + e.text, path, e.length) == 0;
 }
 
 void PathCache::Clear() {

@@ -53,6 +53,8 @@ private:
     };
 
     bool Grow();
+    /* Whether the entry's text is the path's (whose length equals the entry's). */
+    bool SameText(const Entry& e, const char* path) const;
 
     Entry* m_entries;
     uint32_t m_capacity; /* a power of two, at most half full */

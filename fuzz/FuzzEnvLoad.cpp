@@ -1,55 +1,38 @@
 // Fuzz target: loading an environment file of either form from arbitrary bytes, then using what
 // was loaded. The first input byte chooses the form (even: text "ENVT", odd: binary "ENVB"); the
-// rest is the body behind a valid header line. The loaded store is walked (every directory, every
-// key read with every getter), saved in both forms, the saved text loaded again, and the saved
-// binary loaded again, which must give the same items byte for byte. Files come from outside
-// the library's control, so no input may crash, leak or read out of bounds.
+// rest is the body behind a valid header line. The loaded store is walked item by item (every
+// directory, every key read with every getter of the store), saved in both forms, the saved text
+// loaded again, and the saved binary loaded again, which must give the same items byte for byte.
+// The same file is opened through a ZVEV handle too: every directory listed, every listed key
+// read with every ZVEV getter, and saved as text and as binary; the binary file must open again
+// with the same tree. Files come from outside the library's control, so no input may crash,
+// leak or read out of bounds.
 #include <stdint.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 #include <string>
+#include <vector>
 
+#include "FuzzEnvTree.h"
+#include "FuzzSupport.h"
 #include "ZVCmnFileHdr.h"
 #include "ZVEnvData.h"
+#include "ZVFileAccess.h"
 
 namespace {
 
-// The files the target writes, in a folder of its own made once per process and removed at exit.
-struct Scratch {
-    std::string folder;
-    std::string input;
-    std::string text;
-    std::string binary;
+using zvfuzz::Check;
+
+// The files the target writes, in the scratch folder.
+struct Files {
+    std::string input = zvfuzz::ScratchFile("input.env");
+    std::string text = zvfuzz::ScratchFile("saved.env");
+    std::string binary = zvfuzz::ScratchFile("saved.bin");
 };
 
-Scratch MakeScratch() {
-    const char* base = getenv("TMPDIR");
-    std::string pattern =
-        std::string(base != nullptr && *base != 0 ? base : "/tmp") + "/FuzzEnvLoad.XXXXXX";
-    if (mkdtemp(&pattern[0]) == nullptr) {
-        abort();
-    }
-    Scratch s;
-    s.folder = pattern;
-    s.input = pattern + "/input.env";
-    s.text = pattern + "/saved.env";
-    s.binary = pattern + "/saved.bin";
-    return s;
-}
-
-const Scratch& Files() {
-    static const Scratch scratch = MakeScratch();
-    static const bool cleanup = atexit([] {
-                                    unlink(Files().input.c_str());
-                                    unlink(Files().text.c_str());
-                                    unlink(Files().binary.c_str());
-                                    rmdir(Files().folder.c_str());
-                                }) == 0;
-    (void)cleanup;
-    return scratch;
+const Files& TheFiles() {
+    static const Files files;
+    return files;
 }
 
 // Writes a 96-byte header line of the given type and version 01.00, then the body.
@@ -60,19 +43,10 @@ void WriteInput(const char* type, const uint8_t* body, size_t size) {
     header.wMajorVer = 1;
     header.wMinorVer = 0;
     header.lCheckSum = -1;
-    char line[ZVCF_HEADER_LENGTH];
-    if (ZVCFCreateCommonFileHeader(&header, line, sizeof line) != ZVCF_HEADER_LENGTH) {
-        abort();
-    }
-    FILE* file = fopen(Files().input.c_str(), "wb");
-    if (file == nullptr) {
-        abort();
-    }
-    fwrite(line, 1, sizeof line, file);
-    if (size > 0) {
-        fwrite(body, 1, size, file);
-    }
-    fclose(file);
+    std::string file(ZVCF_HEADER_LENGTH, ' ');
+    Check(ZVCFCreateCommonFileHeader(&header, &file[0], ZVCF_HEADER_LENGTH) == ZVCF_HEADER_LENGTH);
+    file.append(reinterpret_cast<const char*>(body), size);
+    zvfuzz::WriteWholeFile(TheFiles().input, file.data(), file.size());
 }
 
 // A store on a block of its own, locked while it lives.
@@ -154,6 +128,68 @@ std::string Items(CZVEnvData& s) {
     return std::string(reinterpret_cast<const char*>(s.m_pData) + 38, s.m_dwDataSize - 38);
 }
 
+// The store of the library's own class: walked, saved in both forms and loaded again.
+void CheckStore() {
+    Store first;
+    Check(first.Ok());
+    if (first.data.Load(TheFiles().input.c_str()) == 0) {
+        return;
+    }
+    volatile unsigned int seen = Walk(first.data, 0, 0);
+    (void)seen;
+
+    first.data.AssignFormat(0);
+    int savedText = first.data.Save(TheFiles().text.c_str());
+    first.data.AssignFormat(1);
+    Check(first.data.Save(TheFiles().binary.c_str()) == 1);
+
+    // The binary form carries the items whole.
+    Store binary;
+    Check(binary.Ok() && binary.data.Load(TheFiles().binary.c_str()) == 1 &&
+          Items(binary.data) == Items(first.data));
+
+    if (savedText == 1) {
+        Store text;
+        Check(text.Ok());
+        if (text.data.Load(TheFiles().text.c_str()) == 1) {
+            seen = Walk(text.data, 0, 0);
+        }
+    }
+}
+
+// Opens the saved file through a new handle; with want, checks its tree against want.
+void Reopen(const std::string& path, const std::vector<zvfuzz::Entry>* want) {
+    ZVEV_HANDLE again = nullptr;
+    const int opened = ZVEVOpenFile(path.c_str(), &again);
+    if (want != nullptr) {
+        Check(opened == 1 && zvfuzz::SameTree(*want, zvfuzz::Tree(again), true));
+    } else if (opened == 1) {
+        volatile size_t entries = zvfuzz::Tree(again).size();
+        (void)entries;
+    }
+    if (opened == 1) {
+        Check(ZVEVClose(again) == 1);
+    }
+}
+
+// The same file through the ZVEV functions: listed, read every way, saved in both forms.
+void CheckHandle() {
+    ZVEV_HANDLE h = nullptr;
+    if (ZVEVOpenFile(TheFiles().input.c_str(), &h) == 0) {
+        return;
+    }
+    const std::vector<zvfuzz::Entry> tree = zvfuzz::Tree(h);
+    Check(ZVEVAssignFormat(h, 0) == 1);
+    const int savedText = ZVEVSaveAs(h, TheFiles().text.c_str());
+    Check(ZVEVAssignFormat(h, 1) == 1);
+    Check(ZVEVSaveAs(h, TheFiles().binary.c_str()) == 1);
+    Check(ZVEVClose(h) == 1);
+    Reopen(TheFiles().binary, &tree);
+    if (savedText == 1) {
+        Reopen(TheFiles().text, nullptr);
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -161,39 +197,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     }
     WriteInput((data[0] & 1) != 0 ? "ENVB" : "ENVT", data + 1, size - 1);
-
-    Store first;
-    if (!first.Ok()) {
-        abort();
-    }
-    if (first.data.Load(Files().input.c_str()) == 0) {
-        return 0;
-    }
-    volatile unsigned int seen = Walk(first.data, 0, 0);
-    (void)seen;
-
-    first.data.AssignFormat(0);
-    int savedText = first.data.Save(Files().text.c_str());
-    first.data.AssignFormat(1);
-    if (first.data.Save(Files().binary.c_str()) != 1) {
-        abort();
-    }
-
-    // The binary form carries the items whole.
-    Store binary;
-    if (!binary.Ok() || binary.data.Load(Files().binary.c_str()) != 1 ||
-        Items(binary.data) != Items(first.data)) {
-        abort();
-    }
-
-    if (savedText == 1) {
-        Store text;
-        if (!text.Ok()) {
-            abort();
-        }
-        if (text.data.Load(Files().text.c_str()) == 1) {
-            seen = Walk(text.data, 0, 0);
-        }
-    }
+    CheckStore();
+    CheckHandle();
     return 0;
 }
