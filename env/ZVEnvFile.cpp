@@ -223,14 +223,20 @@ int CZVEnvFile::SaveAs(const char* path) {
     return SaveTo(this, path);
 }
 
+/* The new directory is copied before the old one is let go: a copy that cannot be made (code
+ * 15) leaves the assigned directory as it was. */
 int CZVEnvFile::AssignDir(const char* path) {
     CCsLock guard(&m_CriticalSection);
-    FreeString(&m_pszAssignedDir);
-    if (path == nullptr) {
-        return 1;
+    char* copy = nullptr;
+    if (path != nullptr) {
+        copy = TarnDupStringA(path);
+        if (copy == nullptr) {
+            return 0;
+        }
     }
-    m_pszAssignedDir = TarnDupStringA(path);
-    return m_pszAssignedDir != nullptr ? 1 : 0;
+    FreeString(&m_pszAssignedDir);
+    m_pszAssignedDir = copy;
+    return 1;
 }
 
 int CZVEnvFile::GetAssignedDir(char* buffer, unsigned int size) {
