@@ -19,6 +19,7 @@
 #include "TarnString.h"
 #include "ZVEnvItem.h"
 #include "ZVKeyResolver.h"
+#include "ZVLookupCode.h"
 
 namespace {
 
@@ -151,6 +152,7 @@ int CZVEnvFile::SetInteger(const char* key, int value) {
 
 int CZVEnvFile::GetInteger(const char* key, int defaultValue) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -170,7 +172,7 @@ int CZVEnvFile::GetInteger(const char* key, int defaultValue) {
             Fail(TARN_ERR_KEY_NOT_EXIST);
             return defaultValue;
         }
-        return value;
+        return code.Found(value);
     }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return defaultValue;
@@ -182,7 +184,7 @@ int CZVEnvFile::GetInteger(const char* key, int defaultValue) {
         Fail(TARN_ERR_KEY_NOT_EXIST);
         return defaultValue;
     }
-    return value;
+    return code.Found(value);
 }
 
 /* Infinite values are refused before anything is created; not-a-number values pass. */
@@ -206,6 +208,7 @@ int CZVEnvFile::SetDouble(const char* key, double value) {
 /* Kept as it always was: a path that cannot be resolved gives 0.0, not the default. */
 double CZVEnvFile::GetDouble(const char* key, double defaultValue) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -228,7 +231,7 @@ double CZVEnvFile::GetDouble(const char* key, double defaultValue) {
             Fail(TARN_ERR_KEY_NOT_EXIST);
             return defaultValue;
         }
-        return value;
+        return code.Found(value);
     }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return 0.0;
@@ -240,7 +243,7 @@ double CZVEnvFile::GetDouble(const char* key, double defaultValue) {
         Fail(TARN_ERR_KEY_NOT_EXIST);
         return defaultValue;
     }
-    return value;
+    return code.Found(value);
 }
 
 /* There is no boolean message: a refusal reports the real-value code, as it always did. */
@@ -260,6 +263,7 @@ int CZVEnvFile::SetBoolean(const char* key, int value) {
 
 int CZVEnvFile::GetBoolean(const char* key, int defaultValue) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -279,7 +283,7 @@ int CZVEnvFile::GetBoolean(const char* key, int defaultValue) {
             Fail(TARN_ERR_KEY_NOT_EXIST);
             return defaultValue;
         }
-        return value;
+        return code.Found(value);
     }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return defaultValue;
@@ -291,7 +295,7 @@ int CZVEnvFile::GetBoolean(const char* key, int defaultValue) {
         Fail(TARN_ERR_KEY_NOT_EXIST);
         return defaultValue;
     }
-    return value;
+    return code.Found(value);
 }
 
 int CZVEnvFile::SetString(const char* key, const char* text) {
@@ -316,6 +320,7 @@ int CZVEnvFile::SetString(const char* key, const char* text) {
 int CZVEnvFile::GetString(const char* key, char* buffer, unsigned int size,
                           const char* defaultValue) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr || defaultValue == nullptr || (size != 0 && buffer == nullptr)) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -350,7 +355,7 @@ int CZVEnvFile::GetString(const char* key, char* buffer, unsigned int size,
         TarnCopyStringA(text, buffer, size, 0);
     }
     m_EnvData.Lock(0);
-    return length;
+    return code.Found(length);
 }
 
 int CZVEnvFile::SetData(const char* key, const void* data, unsigned int size) {
@@ -372,6 +377,7 @@ int CZVEnvFile::SetData(const char* key, const void* data, unsigned int size) {
 
 int CZVEnvFile::GetData(const char* key, void* buffer, unsigned int size) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr || (size != 0 && buffer == nullptr)) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -391,7 +397,7 @@ int CZVEnvFile::GetData(const char* key, void* buffer, unsigned int size) {
         memcpy(buffer, bytes, size < stored ? size : stored);
     }
     m_EnvData.Lock(0);
-    return static_cast<int>(stored);
+    return code.Found(static_cast<int>(stored));
 }
 
 /*
