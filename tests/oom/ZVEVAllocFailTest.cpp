@@ -57,6 +57,19 @@ void NoFile(Scene& scene) {
     scene.other = scene.dir.File("copy.env");
 }
 
+// A file of more than a page: loading it grows the store's buffer.
+void LargeFile(Scene& scene) {
+    SampleFile(scene);
+    zvtest::WriteFile(scene.file, SampleText() + "sBig = '" + kLongText + "'\r\n");
+}
+
+// A key given twice, which only the store itself reads as the file means it (the second value
+// replaces the first), and a last comment that needs the buffer to grow.
+void RepeatedKeyFile(Scene& scene) {
+    SampleFile(scene);
+    zvtest::WriteFile(scene.file, SampleText() + "nCount = 11\r\n#" + kLongText + "\r\n");
+}
+
 void BinaryFile(Scene& scene) {
     SampleFile(scene);
     zvtest::WriteFile(scene.file, BinarySample());
@@ -93,6 +106,8 @@ State Handle(Scene& scene) {
 
 const Fixture kSample = {"SampleFile", SampleFile, FilesOf, CloseHandle};
 const Fixture kBinary = {"BinaryFile", BinaryFile, FilesOf, CloseHandle};
+const Fixture kLarge = {"LargeFile", LargeFile, FilesOf, CloseHandle};
+const Fixture kRepeatedKey = {"RepeatedKeyFile", RepeatedKeyFile, FilesOf, CloseHandle};
 const Fixture kNoFile = {"NoFile", NoFile, FilesOf, CloseHandle};
 const Fixture kOpen = {"OpenSample", OpenSample, Handle, CloseHandle};
 const Fixture kOpenInDir = {"OpenSampleInDir", OpenSampleInDir, Handle, CloseHandle};
@@ -136,6 +151,10 @@ const Case kCases[] = {
     {"ZVEVOpenFile", &kSample,
      [](Scene& s) { return Number(ZVEVOpenFile(s.file.c_str(), &s.handle)); }, Opened, kOpenCodes},
     {"ZVEVOpenFile_Binary", &kBinary,
+     [](Scene& s) { return Number(ZVEVOpenFile(s.file.c_str(), &s.handle)); }, Opened, kOpenCodes},
+    {"ZVEVOpenFile_Large", &kLarge,
+     [](Scene& s) { return Number(ZVEVOpenFile(s.file.c_str(), &s.handle)); }, Opened, kOpenCodes},
+    {"ZVEVOpenFile_RepeatedKey", &kRepeatedKey,
      [](Scene& s) { return Number(ZVEVOpenFile(s.file.c_str(), &s.handle)); }, Opened, kOpenCodes},
     {"ZVEVOpenFile_Missing", &kNoFile,
      [](Scene& s) { return Number(ZVEVOpenFile(s.file.c_str(), &s.handle)); }, Opened,
