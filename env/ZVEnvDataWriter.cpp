@@ -416,7 +416,11 @@ int CZVEnvData::Save(const char* path) {
         return 0;
     }
     fclose(file);
-    int stamped = ZVCFGetAndUpdateCommonFileHeaderA(path, &header);
+    /* Only a stamped header goes into the store: a stamp that failed leaves the record reset
+     * (type "NONE", no version), and a store tagged so could never be saved again. */
+    if (!ZVCFGetAndUpdateCommonFileHeaderA(path, &header)) {
+        return 0;
+    }
     memcpy(m_pData, &header, sizeof header);
-    return stamped ? 1 : 0;
+    return 1;
 }

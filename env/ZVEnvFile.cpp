@@ -15,6 +15,7 @@
 #include "TarnError.h"
 #include "TarnString.h"
 #include "ZVFileAccess.h"
+#include "ZVLookupCode.h"
 
 int CZVEnvFile::g_bZVCSaveAbort = 0;
 
@@ -223,14 +224,20 @@ int CZVEnvFile::SaveAs(const char* path) {
     return SaveTo(this, path);
 }
 
+/* The new directory is copied before the old one is let go: a copy that cannot be made (code
+ * 15) leaves the assigned directory as it was. */
 int CZVEnvFile::AssignDir(const char* path) {
     CCsLock guard(&m_CriticalSection);
-    FreeString(&m_pszAssignedDir);
-    if (path == nullptr) {
-        return 1;
+    char* copy = nullptr;
+    if (path != nullptr) {
+        copy = TarnDupStringA(path);
+        if (copy == nullptr) {
+            return 0;
+        }
     }
-    m_pszAssignedDir = TarnDupStringA(path);
-    return m_pszAssignedDir != nullptr ? 1 : 0;
+    FreeString(&m_pszAssignedDir);
+    m_pszAssignedDir = copy;
+    return 1;
 }
 
 int CZVEnvFile::GetAssignedDir(char* buffer, unsigned int size) {
@@ -354,12 +361,13 @@ int CZVEnvFile::PrepareKey(const char* key, unsigned int* dir, char** name, int*
 /* The root reached through an empty path with no assigned directory reports 0 here. */
 int CZVEnvFile::CheckDirExist(const char* path) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     unsigned int dir = 0;
     if (!PrepareDir(path, -1, &dir, 0)) {
         return 0;
     }
     m_EnvData.Lock(0);
-    return dir != 0 ? 1 : 0;
+    return code.Found(dir != 0 ? 1 : 0);
 }
 
 /* Leaves the store locked on purpose (see the header). */
@@ -383,6 +391,7 @@ int CZVEnvFile::RemoveDir(const char* path) {
 
 int CZVEnvFile::CheckKeyExist(const char* key) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     unsigned int dir = 0;
     char* name = nullptr;
     int length = 0;
@@ -391,7 +400,7 @@ int CZVEnvFile::CheckKeyExist(const char* key) {
     }
     unsigned int found = m_EnvData.FindKey(dir, name, length);
     m_EnvData.Lock(0);
-    return found != 0 ? 1 : 0;
+    return code.Found(found != 0 ? 1 : 0);
 }
 
 int CZVEnvFile::RemoveKey(const char* key) {
@@ -425,11 +434,12 @@ int CZVEnvFile::Lock(const char* path, int lock) {
 
 int CZVEnvFile::IsLocked(const char* path) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     unsigned int dir = 0;
     if (!PrepareDir(path, -1, &dir, 0)) {
         return 0;
     }
     int locked = m_EnvData.IsDirLocked(dir);
     m_EnvData.Lock(0);
-    return locked;
+    return code.Found(locked);
 }

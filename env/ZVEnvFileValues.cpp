@@ -18,6 +18,7 @@
 #include "ZVEnvItem.h"
 #include "ZVExactType.h"
 #include "ZVKeyResolver.h"
+#include "ZVLookupCode.h"
 
 namespace {
 
@@ -150,6 +151,7 @@ int CZVEnvFile::SetInteger(const char* key, int value) {
 
 int CZVEnvFile::GetInteger(const char* key, int defaultValue) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -169,7 +171,7 @@ int CZVEnvFile::GetInteger(const char* key, int defaultValue) {
             Fail(TARN_ERR_KEY_NOT_EXIST);
             return defaultValue;
         }
-        return value;
+        return code.Found(value);
     }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return defaultValue;
@@ -181,7 +183,7 @@ int CZVEnvFile::GetInteger(const char* key, int defaultValue) {
         Fail(TARN_ERR_KEY_NOT_EXIST);
         return defaultValue;
     }
-    return value;
+    return code.Found(value);
 }
 
 /* Infinite values are refused before anything is created; not-a-number values pass. */
@@ -205,6 +207,7 @@ int CZVEnvFile::SetDouble(const char* key, double value) {
 /* Kept as it always was: a path that cannot be resolved gives 0.0, not the default. */
 double CZVEnvFile::GetDouble(const char* key, double defaultValue) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -227,7 +230,7 @@ double CZVEnvFile::GetDouble(const char* key, double defaultValue) {
             Fail(TARN_ERR_KEY_NOT_EXIST);
             return defaultValue;
         }
-        return value;
+        return code.Found(value);
     }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return 0.0;
@@ -239,7 +242,7 @@ double CZVEnvFile::GetDouble(const char* key, double defaultValue) {
         Fail(TARN_ERR_KEY_NOT_EXIST);
         return defaultValue;
     }
-    return value;
+    return code.Found(value);
 }
 
 /* There is no boolean message: a refusal reports the real-value code, as it always did. */
@@ -259,6 +262,7 @@ int CZVEnvFile::SetBoolean(const char* key, int value) {
 
 int CZVEnvFile::GetBoolean(const char* key, int defaultValue) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -278,7 +282,7 @@ int CZVEnvFile::GetBoolean(const char* key, int defaultValue) {
             Fail(TARN_ERR_KEY_NOT_EXIST);
             return defaultValue;
         }
-        return value;
+        return code.Found(value);
     }
     if (!PrepareKey(key, &k.dir, &k.name, &k.length, 0)) {
         return defaultValue;
@@ -290,7 +294,7 @@ int CZVEnvFile::GetBoolean(const char* key, int defaultValue) {
         Fail(TARN_ERR_KEY_NOT_EXIST);
         return defaultValue;
     }
-    return value;
+    return code.Found(value);
 }
 
 int CZVEnvFile::SetString(const char* key, const char* text) {
@@ -315,6 +319,7 @@ int CZVEnvFile::SetString(const char* key, const char* text) {
 int CZVEnvFile::GetString(const char* key, char* buffer, unsigned int size,
                           const char* defaultValue) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr || defaultValue == nullptr || (size != 0 && buffer == nullptr)) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -349,7 +354,7 @@ int CZVEnvFile::GetString(const char* key, char* buffer, unsigned int size,
         TarnCopyStringA(text, buffer, size, 0);
     }
     m_EnvData.Lock(0);
-    return length;
+    return code.Found(length);
 }
 
 int CZVEnvFile::SetData(const char* key, const void* data, unsigned int size) {
@@ -371,6 +376,7 @@ int CZVEnvFile::SetData(const char* key, const void* data, unsigned int size) {
 
 int CZVEnvFile::GetData(const char* key, void* buffer, unsigned int size) {
     CCsLock guard(&m_CriticalSection);
+    const zvenv::LookupCode code;
     KeyRef k;
     if (key == nullptr || (size != 0 && buffer == nullptr)) {
         Fail(TARN_ERR_NULL_POINTER);
@@ -390,7 +396,7 @@ int CZVEnvFile::GetData(const char* key, void* buffer, unsigned int size) {
         memcpy(buffer, bytes, size < stored ? size : stored);
     }
     m_EnvData.Lock(0);
-    return static_cast<int>(stored);
+    return code.Found(static_cast<int>(stored));
 }
 
 /*

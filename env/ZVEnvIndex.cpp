@@ -112,8 +112,12 @@ struct DirRecord {
         } else {
             return;
         }
-        keys.EraseFrom(from, true);
-        dirs.EraseFrom(from, true);
+        /* A table that had no memory to keep the children before from forgot them all, so the
+         * whole directory is seen again: its scan mark must not pass children it forgot. */
+        if (!keys.EraseFrom(from, true) || !dirs.EraseFrom(from, true)) {
+            Reset();
+            return;
+        }
         children.CutFrom(from);
         scanned = from;
         stopped = false;

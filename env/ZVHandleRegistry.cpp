@@ -4,9 +4,10 @@
  * critical sections are empty on this platform, but one thread may open a handle while another
  * uses its own).
  *
- * A closed handle leaves a marker in its slot, so that the handles behind it stay reachable. A
- * table that fills up is replaced by one twice as large; the old one stays allocated (chained
- * behind the new one) because another thread may still be reading it.
+ * A closed handle leaves a marker in its slot, so that the handles behind it stay reachable;
+ * markers that no probe needs any more are freed again. A table that fills up is replaced by one
+ * twice as large; the old one stays allocated (chained behind the new one) because another
+ * thread may still be reading it.
  */
 #include "ZVHandleRegistry.h"
 
@@ -106,6 +107,22 @@ Table* Roomy() {
     return grown;
 }
 
+/*
+ * Frees the closed markers that end a probe run, from slot i back: a marker whose next slot is
+ * free lies on no probe that goes on behind it (every probe stops at that free slot), so no
+ * reader needs it. Without this, markers would pile up as handles are opened and closed, and
+ * every table would fill up and be replaced, the old ones staying allocated for good.
+ */
+void FreeEndingMarkers(Table* table, size_t i) {
+    const size_t mask = table->capacity - 1;
+    while (table->slots[i].load(std::memory_order_relaxed) == kClosed &&
+           table->slots[(i + 1) & mask].load(std::memory_order_relaxed) == kFree) {
+        table->slots[i].store(kFree, std::memory_order_release);
+        --table->used;
+        i = (i - 1) & mask;
+    }
+}
+
 /* The slot holding key in table, or null. */
 std::atomic<uintptr_t>* Find(Table* table, uintptr_t key) {
     for (size_t i = SlotOf(key, table->capacity);; i = (i + 1) & (table->capacity - 1)) {
@@ -146,6 +163,7 @@ bool UnregisterHandle(const void* handle) {
     }
     slot->store(kClosed, std::memory_order_release);
     --table->live;
+    FreeEndingMarkers(table, static_cast<size_t>(slot - table->slots));
     return true;
 }
 

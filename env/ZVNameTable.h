@@ -153,10 +153,11 @@ public:
         return true;
     }
 
-    /* Forgets the children at from and behind it (inclusive) or behind it only. */
-    void EraseFrom(uint32_t from, bool inclusive) {
+    /* Forgets the children at from and behind it (inclusive) or behind it only. False when no
+     * memory was left to keep the others: the table then forgets every child. */
+    bool EraseFrom(uint32_t from, bool inclusive) {
         if (m_count == 0) {
-            return;
+            return true;
         }
         NameEntry* old = m_entries;
         uint32_t capacity = m_capacity;
@@ -164,7 +165,7 @@ public:
         if (m_entries == nullptr) {
             m_entries = old;
             Clear();
-            return;
+            return false;
         }
         m_count = 0;
         for (uint32_t i = 0; i < capacity; ++i) {
@@ -175,6 +176,7 @@ public:
             }
         }
         free(old);
+        return true;
     }
 
     void Clear() {

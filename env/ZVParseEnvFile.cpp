@@ -143,6 +143,21 @@ struct StoreContext {
                                unsigned short value) {
         return Store()->InsertComment(dir, t, n, type, value);
     }
+    /*
+     * Whether a comment the store refused may be dropped. One in a directory nested too deep to
+     * take anything more is dropped, as it always was. The library's own store refuses a comment
+     * for nothing else but a buffer that could not grow (no memory): that fails the read rather
+     * than lose the comment. A derived store's refusals are taken as they always were.
+     */
+    bool MayDropComment(unsigned int dir) {
+        CZVEnvData* store = Store();
+        if (typeid(*store) != typeid(CZVEnvData)) {
+            return true;
+        }
+        unsigned int trace[ZVED_MAX_DEPTH];
+        int enclosing = store->CZVEnvData::GetDirTrace(dir, trace);
+        return (enclosing == 0 && dir > ZVED_ROOT_DIR) || enclosing >= ZVED_MAX_DEPTH;
+    }
 };
 
 template <typename Context>
@@ -375,6 +390,9 @@ struct BuildContext {
                                unsigned short value) {
         return builder->InsertComment(dir, t, n, type, value);
     }
+    /* The builder refuses a comment as the store does; one it gave up on (no memory) makes
+     * it give up altogether, and the file is read again through the store. */
+    bool MayDropComment(unsigned int) { return true; }
 };
 
 template <typename Context>
@@ -397,9 +415,12 @@ int SkipSpaceIn(Context& c, unsigned int dir, ZV_TOKEN_tag* token) {
                 break;
             case ZV_TOKEN_COMMENT:
                 /* The comment keeps its column, so the writer puts it back where it stood. */
-                c.InsertComment(dir, token->pszText, static_cast<int>(token->dwLength),
-                                trailing ? ZVED_ITEM_TRAILING_COMMENT : ZVED_ITEM_COMMENT,
-                                static_cast<unsigned short>(token->nColumn));
+                if (c.InsertComment(dir, token->pszText, static_cast<int>(token->dwLength),
+                                    trailing ? ZVED_ITEM_TRAILING_COMMENT : ZVED_ITEM_COMMENT,
+                                    static_cast<unsigned short>(token->nColumn)) == 0 &&
+                    !c.MayDropComment(dir)) {
+                    return 0;
+                }
                 trailing = 0;
                 break;
             case ZV_TOKEN_CHAR:

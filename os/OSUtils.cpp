@@ -223,14 +223,13 @@ int _wtoi(const wchar_t* str) {
         return 0;
     }
     /* Zeroed, one byte longer than the conversion limit: whatever prefix wcstombs wrote before
-     * an unconvertible character is still a terminated text, and that prefix is parsed. */
-    char* narrow = static_cast<char*>(calloc(kNarrowPathLimit + 1, 1));
-    if (narrow == nullptr) {
-        return 0;
-    }
+     * an unconvertible character is still a terminated text, and that prefix is parsed. The
+     * scratch lives on the stack: one that could not be allocated would read every number as 0,
+     * and the wide date-time reader would store a wrong time without any code. */
+    char narrow[kNarrowPathLimit + 1];
+    memset(narrow, 0, sizeof narrow);
     (void)wcstombs(narrow, str, kNarrowPathLimit);
     long value = strtol(narrow, nullptr, 10);
-    free(narrow);
     return SaturateToInt32(value);
 }
 

@@ -490,6 +490,29 @@ TEST_F(ZVParseEnvFileTest, KeyInTheSixteenthNestedDirectoryFails) {
     EXPECT_EQ(0, LoadText(Nested(16, true)));
 }
 
+// depth nested directories with a comment line in the innermost one.
+std::string NestedComment(int depth) {
+    std::string body = Nested(depth, false);
+    const std::string close = std::string(depth - 1, '\t') + "}\r\n";
+    return body.insert(body.find(close), std::string(depth, '\t') + "# deep\r\n");
+}
+
+// A comment in the sixteenth directory has no room there and is dropped: the file loads; in the
+// fifteenth it is kept. So it goes also when a name given twice makes the file be read through
+// the store itself.
+TEST_F(ZVParseEnvFileTest, CommentInTheSixteenthNestedDirectoryIsDropped) {
+    const std::string repeated = "nx = 1\r\nnx = 2\r\n";
+    for (const std::string& tail : {std::string(), repeated}) {
+        ASSERT_EQ(1, LoadText(NestedComment(15) + tail));
+        EXPECT_EQ(1u, Children(Store(), Innermost(Store(), 15)).size());
+        ASSERT_EQ(1, LoadText(NestedComment(16) + tail));
+        unsigned int sixteenth = Innermost(Store(), 16);
+        ASSERT_NE(0u, sixteenth);
+        EXPECT_EQ(0u, Children(Store(), sixteenth).size());
+    }
+    EXPECT_EQ(2, Integer(kRoot, "x"));
+}
+
 TEST_F(ZVParseEnvFileTest, SeventeenNestedDirectoriesFailAfterTheSixteenth) {
     EXPECT_EQ(0, LoadText(Nested(17, false)));
     // What was read before the failure stays in the store.
