@@ -151,7 +151,7 @@ struct StoreContext {
      */
     bool MayDropComment(unsigned int dir) {
         CZVEnvData* store = Store();
-        if (typeid(*store) != typeid(CZVEnvData)) {
+        if (!zvenv::IsExactly<CZVEnvData>(*store)) {
             return true;
         }
         unsigned int trace[ZVED_MAX_DEPTH];
