@@ -164,6 +164,7 @@ struct Opened {
     Walked walked;
     int count = 0;               // what ZVEVGetInteger(h, "/Count", 7) gave
     unsigned int countCode = 0;  // and the code it left
+    std::string title;           // what ZVEVGetString(h, "/Title", ...) gave
 };
 
 // A fresh folder in memory (/dev/shm, when there is one): every load flushes the file's mapping as
@@ -231,6 +232,10 @@ protected:
         TarnSetLastError(kSentinelError);
         opened.count = ZVEVGetInteger(h, "/Count", 7);
         opened.countCode = TarnGetLastError();
+        char title[32];
+        if (ZVEVGetString(h, "/Title", title, sizeof title, "") >= 0) {
+            opened.title = title;
+        }
         EXPECT_EQ(1, ZVEVClose(h));
         return opened;
     }
@@ -311,6 +316,7 @@ TEST_F(ZVEnvTornTest, WholeFilesLoadEverything) {
         EXPECT_EQ(listed, opened.walked.paths);
         EXPECT_EQ(10, opened.count);
         EXPECT_EQ(kSentinelError, opened.countCode);
+        EXPECT_EQ("Main unit\n", opened.title);
     }
 }
 
@@ -400,6 +406,18 @@ TEST_F(ZVEnvTornTest, TextCutAtEveryLength) {
             EXPECT_EQ(expected, opened.walked.paths);
         }
     }
+    // Cut inside a top-level line: a number loses its last digit, a string its closing quote
+    // and what came before it.
+    const size_t count = 96 + body.find("nCount=10\r\n");
+    const Opened shortNumber = Open(m_text.substr(0, count + 8));
+    ASSERT_TRUE(shortNumber.loaded);
+    EXPECT_EQ(1, shortNumber.count);
+    EXPECT_EQ(kSentinelError, shortNumber.countCode);
+    const size_t title = 96 + body.find("sTitle=\"Main unit");
+    const Opened shortText = Open(m_text.substr(0, title + 12));
+    ASSERT_TRUE(shortText.loaded);
+    EXPECT_EQ("Main", shortText.title);
+    EXPECT_FALSE(Open(m_text.substr(0, count + 7)).loaded) << "no value";
     printf("%d of %zu cuts of the text form loaded\n", loaded, m_text.size() + 1);
 }
 
