@@ -97,4 +97,4 @@ if [ ${#failed[@]} -gt 0 ]; then
     echo "== FAILED under valgrind: ${failed[*]} (logs in build/host/valgrind/)"
     exit 1
 fi
-echo "== $count test programs passed under valgrind (logs in build/host/valgrind/)"
+echo "== $count test programs and zvtool cases passed under valgrind (logs in build/host/valgrind/)"
