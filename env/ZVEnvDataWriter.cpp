@@ -17,11 +17,11 @@
 #include <string.h>
 
 #include <string>
-#include <typeinfo>
 
 #include "TarnString.h"
 #include "ZVCmnFileHdr.h"
 #include "ZVEnvItem.h"
+#include "ZVExactType.h"
 #include "ZVFileReplace.h"
 #include "ZVTextFormat.h"
 #include "ZVTextWriter.h"
@@ -391,7 +391,7 @@ int CZVEnvData::Save(const char* path) {
     }
     if (memcmp(m_pData + kTagOffset, "ENVT", 4) == 0) {
         m_nIndent = 0;
-        int written = typeid(*this) == typeid(CZVEnvData) ? WriteTextAtOnce(this, file) : -1;
+        int written = zvenv::IsExactly<CZVEnvData>(*this) ? WriteTextAtOnce(this, file) : -1;
         if (written == 0) {
             fclose(file);
             return 0;

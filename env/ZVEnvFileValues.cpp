@@ -12,12 +12,11 @@
 #include <string.h>
 #include <strings.h>
 
-#include <typeinfo>
-
 #include "OSUtils.h"
 #include "TarnError.h"
 #include "TarnString.h"
 #include "ZVEnvItem.h"
+#include "ZVExactType.h"
 #include "ZVKeyResolver.h"
 
 namespace {
@@ -130,7 +129,7 @@ const unsigned int kBooleanTypes = (1u << ZVED_ITEM_TRUE) | (1u << ZVED_ITEM_FAL
 
 /* Whether the getters of file may resolve keys in one pass: only for the class itself. */
 bool Quick(const CZVEnvFile* file) {
-    return typeid(*file) == typeid(CZVEnvFile);
+    return zvenv::IsExactly<CZVEnvFile>(*file);
 }
 
 }  // namespace

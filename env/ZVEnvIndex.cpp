@@ -17,10 +17,10 @@
 
 #include <atomic>
 #include <new>
-#include <typeinfo>
 
 #include "ZVEnvData.h"
 #include "ZVEnvItem.h"
+#include "ZVExactType.h"
 #include "ZVNameTable.h"
 #include "ZVPathCache.h"
 
@@ -359,7 +359,7 @@ StoreIndex* Lookup(const CZVEnvData* store, bool create) {
 
 /* Whether the store may use an index: only a CZVEnvData itself (see the header). */
 bool MayIndex(const CZVEnvData* store) {
-    return typeid(*store) == typeid(CZVEnvData);
+    return zvenv::IsExactly<CZVEnvData>(*store);
 }
 
 }  // namespace

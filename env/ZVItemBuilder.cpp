@@ -88,8 +88,7 @@ void ItemBuilder::CloseTo(int level) {
     while (m_level > level) {
         OpenDir& open = m_open[m_level];
         WriteU32(m_bytes + (open.at - kRootAt) + 1, kRootAt + m_size - open.at);
-        open.keys.Clear();
-        open.dirs.Clear();
+        open.names.Clear();
         --m_level;
     }
 }
@@ -114,9 +113,58 @@ bool ItemBuilder::Enter(unsigned int dir) {
 }
 
 /*
- * The name tables hold offsets inside the builder's own bytes (never 0: the root's head comes
- * first), so that they stay right when the bytes are moved to grow.
- *
+ * Whether the directory being read has no key (or, for dir, no subdirectory) of that name yet;
+ * the name's hash is remembered either way. Keys and subdirectories are named apart, so their
+ * hashes are kept apart too. False also when memory ran out.
+ */
+bool ItemBuilder::IsNew(bool dir, const char* name, uint32_t length, uint32_t hash) {
+    const OpenDir& open = m_open[m_level];
+    int added = m_open[m_level].names.Add(dir ? hash ^ 0x9E3779B9u : hash);
+    return added > 0 || (added == 0 && !HasChild(open, dir, name, length));
+}
+
+/*
+ * Walks the children of the directory being read (all of them complete: the directories among
+ * them are closed) for a key or subdirectory of that name. Only taken when two names hash
+ * alike, which is rare.
+ */
+bool ItemBuilder::HasChild(const OpenDir& open, bool dir, const char* name, uint32_t length) const {
+    const unsigned char* head = m_bytes + (open.at - kRootAt);
+    uint32_t at =
+        open.at - kRootAt + kDirHeadExtra +
+        static_cast<uint32_t>(strlen(reinterpret_cast<const char*>(head) + kDirNameOffset));
+    while (at < m_size) {
+        const unsigned char* p = m_bytes + at;
+        unsigned char type = p[0];
+        const char* own = reinterpret_cast<const char*>(
+            p + (type == ZVED_ITEM_DIR ? kDirNameOffset : kKeyNameOffset));
+        uint32_t ownLength = static_cast<uint32_t>(strlen(own));
+        bool comment = type == ZVED_ITEM_COMMENT || type == ZVED_ITEM_TRAILING_COMMENT;
+        if (!comment && (type == ZVED_ITEM_DIR) == dir && ownLength == length &&
+            SameName(own, name, length)) {
+            return true;
+        }
+        if (type == ZVED_ITEM_DIR) {
+            at += ReadU32(p + 1);
+            continue;
+        }
+        at += kKeyNameOffset + ownLength + 1;
+        if (comment) {
+            at += 2;
+        } else if (IsIntegerType(type)) {
+            at += 4;
+        } else if (type == ZVED_ITEM_REAL) {
+            at += 8;
+        } else if (type == ZVED_ITEM_STRING) {
+            at += static_cast<uint32_t>(strlen(reinterpret_cast<const char*>(m_bytes + at))) + 1;
+        } else if (type == ZVED_ITEM_BINARY) {
+            at += 4 + ReadU32(m_bytes + at);
+        }
+    }
+    return false;
+}
+
+/*
  * A new key (or comment) of the given type in dir: its head (type, sum, name, terminator) and
  * valueSize bytes for the value, at *value. Refuses what the store's setters refuse; gives up on
  * a name the directory holds already.
@@ -135,8 +183,7 @@ unsigned int ItemBuilder::AddKey(unsigned int dir, const char* name, int length,
     if (m_level >= ZVED_MAX_DEPTH) {
         return 0;
     }
-    OpenDir& open = m_open[m_level];
-    if (open.keys.Find(m_bytes, kKeyNameOffset, hash, name, n) != 0) {
+    if (!IsNew(false, name, n, hash)) {
         return GiveUp();
     }
     uint32_t at;
@@ -153,9 +200,6 @@ unsigned int ItemBuilder::AddKey(unsigned int dir, const char* name, int length,
     memcpy(p + kKeyNameOffset, name, n);
     p[kKeyNameOffset + n] = 0;
     *value = p + kKeyNameOffset + n + 1;
-    if (!open.keys.Add(m_bytes, kKeyNameOffset, at - kRootAt, hash, n)) {
-        return GiveUp();
-    }
     return at;
 }
 
@@ -168,8 +212,7 @@ unsigned int ItemBuilder::CreateSubDir(unsigned int dir, const char* name, int l
     if (!ScanName(name, n, &hash)) {
         return 0;
     }
-    OpenDir& open = m_open[m_level];
-    if (open.dirs.Find(m_bytes, kDirNameOffset, hash, name, n) != 0) {
+    if (!IsNew(true, name, n, hash)) {
         return GiveUp(); /* the store goes on in the directory it has */
     }
     if (m_level >= ZVED_MAX_DEPTH) {
@@ -189,9 +232,6 @@ unsigned int ItemBuilder::CreateSubDir(unsigned int dir, const char* name, int l
     p[5] = NameSum(name, n);
     memcpy(p + kDirNameOffset, name, n);
     p[kDirNameOffset + n] = 0;
-    if (!m_open[m_level].dirs.Add(m_bytes, kDirNameOffset, at - kRootAt, hash, n)) {
-        return GiveUp();
-    }
     ++m_level;
     m_open[m_level].at = at;
     return at;

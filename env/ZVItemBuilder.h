@@ -51,9 +51,8 @@ public:
 
 private:
     struct OpenDir {
-        uint32_t at; /* offset of the directory item */
-        NameTable keys;
-        NameTable dirs;
+        uint32_t at;      /* offset of the directory item */
+        NameHashes names; /* its keys' and subdirectories' names, hashed */
     };
 
     bool Enter(unsigned int dir);
@@ -62,6 +61,8 @@ private:
     unsigned int AddKey(unsigned int dir, const char* name, int length, unsigned char type,
                         uint32_t valueSize, unsigned char** value);
     unsigned int GiveUp();
+    bool IsNew(bool dir, const char* name, uint32_t length, uint32_t hash);
+    bool HasChild(const OpenDir& open, bool dir, const char* name, uint32_t length) const;
 
     unsigned char* m_bytes; /* the buffer from offset 38 on */
     uint32_t m_size;

@@ -217,6 +217,72 @@ private:
     uint32_t m_count;
 };
 
+/*
+ * Hashes of the names of one directory being laid out, as a set: open addressing with linear
+ * probing over a power-of-two capacity, at most three quarters full, 0 marking a free slot (a
+ * hash of 0 is kept as 1). Four bytes a name keep a directory of ten thousand keys in 64 KiB.
+ * A hash that is there already only says the name may be: the directory's items tell.
+ */
+class NameHashes {
+public:
+    NameHashes() : m_slots(nullptr), m_capacity(0), m_count(0) {}
+    ~NameHashes() { free(m_slots); }
+    NameHashes(const NameHashes&) = delete;
+    NameHashes& operator=(const NameHashes&) = delete;
+
+    /* 1 when hash was added, 0 when it was there already, -1 when memory ran out. */
+    int Add(uint32_t hash) {
+        if ((m_count + 1) * 4 > m_capacity * 3 && !Grow()) {
+            return -1;
+        }
+        hash = hash != 0 ? hash : 1;
+        for (uint32_t i = hash & (m_capacity - 1);; i = (i + 1) & (m_capacity - 1)) {
+            if (m_slots[i] == hash) {
+                return 0;
+            }
+            if (m_slots[i] == 0) {
+                m_slots[i] = hash;
+                ++m_count;
+                return 1;
+            }
+        }
+    }
+
+    void Clear() {
+        if (m_count != 0) {
+            memset(m_slots, 0, m_capacity * sizeof *m_slots);
+            m_count = 0;
+        }
+    }
+
+private:
+    bool Grow() {
+        uint32_t capacity = m_capacity != 0 ? m_capacity * 2 : 64;
+        uint32_t* grown = static_cast<uint32_t*>(calloc(capacity, sizeof *grown));
+        if (grown == nullptr) {
+            return false;
+        }
+        for (uint32_t i = 0; i < m_capacity; ++i) {
+            uint32_t hash = m_slots[i];
+            if (hash != 0) {
+                uint32_t j = hash & (capacity - 1);
+                while (grown[j] != 0) {
+                    j = (j + 1) & (capacity - 1);
+                }
+                grown[j] = hash;
+            }
+        }
+        free(m_slots);
+        m_slots = grown;
+        m_capacity = capacity;
+        return true;
+    }
+
+    uint32_t* m_slots;
+    uint32_t m_capacity;
+    uint32_t m_count;
+};
+
 }  // namespace zvenv
 
 #endif /* ZVNAMETABLE_H */

@@ -8,9 +8,8 @@
 #include <math.h>
 #include <string.h>
 
-#include <typeinfo>
-
 #include "ZVCmnFileHdr.h"
+#include "ZVExactType.h"
 #include "ZVItemBuilder.h"
 #include "ZVNameTable.h"
 
@@ -151,6 +150,87 @@ int SkipSpaceIn(Context& c, unsigned int dir, ZV_TOKEN_tag* token);
 template <typename Context>
 int ParseItemIn(Context& c, unsigned int dir);
 
+/* The value of a hexadecimal digit, or 16. */
+unsigned int HexDigit(char c) {
+    if (c >= '0' && c <= '9') {
+        return static_cast<unsigned int>(c - '0');
+    }
+    unsigned int lower = static_cast<unsigned int>(c | 0x20);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : 16;
+}
+
+/*
+ * The numbers the text forms are mostly made of, as the tokenizer's own number matcher reads
+ * them: "0x" and hexadecimal digits that fit 32 bits, or [-+]digits[.digits] then blanks that
+ * are not followed by an exponent. The digits and the fraction are read by the tokenizer's own
+ * readers and the value made as its number matcher makes it, so the token is the same to the
+ * bit; what is saved is the matcher's way through its slots. Gives the bytes taken, or
+ * 0 for any other text (blanks behind a sign, octal, binary, exponents, malformed numbers): the
+ * tokenizer's matcher reads those.
+ */
+unsigned int QuickNumber(CZVTokenProvider& t, const char* text, unsigned int left,
+                         ZV_TOKEN_tag* token) {
+    unsigned int i = 0;
+    if (left >= 3 && text[0] == '0' && (text[1] | 0x20) == 'x') {
+        uint32_t value = 0;
+        for (i = 2; i < left && HexDigit(text[i]) < 16; ++i) {
+            if ((value >> 28) != 0) {
+                return 0;
+            }
+            value = (value << 4) | HexDigit(text[i]);
+        }
+        if (i == 2) {
+            return 0;
+        }
+        token->nKind = ZV_TOKEN_HEX;
+        token->nValue = static_cast<int32_t>(value);
+        return i;
+    }
+    bool negative = text[0] == '-';
+    i = (text[0] == '-' || text[0] == '+') ? 1 : 0;
+    if (i + 1 < left && text[i] == '0' && strchr("box", text[i + 1] | 0x20) != nullptr) {
+        return 0;
+    }
+    /* The tokenizer's own digit readers, not through its slots: its class is the library's. */
+    uint32_t whole = 0;
+    double wide = 0.0;
+    const int length = static_cast<int>(left);
+    const int digitCount =
+        t.CZVTokenProvider::MatchUDec(text + i, length - static_cast<int>(i), &whole, &wide);
+    const bool digits = digitCount != 0;
+    i += static_cast<unsigned int>(digitCount);
+    double sum = 0.0;
+    const int fractionLength =
+        t.CZVTokenProvider::MatchFrac(text + i, length - static_cast<int>(i), &sum);
+    if (fractionLength < 0) {
+        return 0;
+    }
+    const bool fraction = fractionLength != 0;
+    i += static_cast<unsigned int>(fractionLength);
+    if (!digits && !fraction) {
+        return 0;
+    }
+    while (i < left && (text[i] == ' ' || text[i] == '\t')) {
+        ++i;
+    }
+    if (i < left && (text[i] | 0x20) == 'e') {
+        return 0;
+    }
+    if (fraction) {
+        double real = (wide != 0.0 ? wide : static_cast<double>(whole)) + sum;
+        token->nKind = ZV_TOKEN_REAL;
+        token->dValue = negative ? -real : real;
+    } else if (wide == 0.0 && whole <= (negative ? 0x80000000u : 0x7FFFFFFFu)) {
+        token->nKind = ZV_TOKEN_DECIMAL;
+        token->nValue = static_cast<int32_t>(negative ? 0u - whole : whole);
+    } else {
+        double big = wide != 0.0 ? wide : static_cast<double>(whole);
+        token->nKind = ZV_TOKEN_BIG;
+        token->dValue = negative ? -big : big;
+    }
+    return i;
+}
+
 /*
  * The next token for the quick way, as the tokenizer's GetToken gives it for everything the
  * grammar looks at: blanks, line ends, names, splitters and plain literals are cut here in place
@@ -218,7 +298,10 @@ int QuickToken(CZVTokenProvider& t, ZV_TOKEN_tag* token) {
             return t.CZVTokenProvider::GetToken(token);
         default:
             if ((first >= '0' && first <= '9') || first == '-' || first == '+' || first == '.') {
-                int taken = t.CZVTokenProvider::MatchNumber(text, static_cast<int>(left), token);
+                int taken = QuickNumber(t, text, left, token);
+                if (taken == 0) {
+                    taken = t.CZVTokenProvider::MatchNumber(text, static_cast<int>(left), token);
+                }
                 if (taken < 0) {
                     return 0; /* malformed: the position stays at the token's start */
                 }
@@ -260,8 +343,9 @@ struct BuildContext {
     int AtEnd() { return parser->m_Tokenizer.CZVTokenProvider::IsEndOfData(); }
     int SkipSpace(unsigned int dir, ZV_TOKEN_tag* token) { return SkipSpaceIn(*this, dir, token); }
     int ParseItem(unsigned int dir) { return ParseItemIn(*this, dir); }
+    /* The store's own name rule, in line (the store here is of the library's own class). */
     int IsValidName(const char* name, int length) {
-        return parser->m_pEnvData->CZVEnvData::IsValidName(name, length);
+        return name != nullptr && zvenv::ValidName(name, zvenv::NameLength(name, length)) ? 1 : 0;
     }
     int IsSameName(const char* a, int la, const char* b, int lb) {
         return parser->m_pEnvData->CZVEnvData::IsSameName(a, la, b, lb);
@@ -521,7 +605,7 @@ int ReadItems(Context& c, char* body, unsigned int size) {
  */
 int ReadText(CZVParseEnvFile* parser, char* body, unsigned int size) {
     CZVEnvData* store = parser->m_pEnvData;
-    if (typeid(*parser) == typeid(CZVParseEnvFile) && typeid(*store) == typeid(CZVEnvData)) {
+    if (zvenv::IsExactly<CZVParseEnvFile>(*parser) && zvenv::IsExactly<CZVEnvData>(*store)) {
         zvenv::ItemBuilder builder;
         BuildContext built = {parser, &builder};
         unsigned int rootSize = 0;

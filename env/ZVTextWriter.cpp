@@ -7,7 +7,7 @@
 #include "ZVTextWriter.h"
 
 #include <inttypes.h>
-#include <stdio.h>
+#include <charconv>
 #include <string.h>
 
 #include "ZVEnvItem.h"
@@ -55,22 +55,27 @@ size_t InBase(uint32_t value, unsigned int shift, char* out) {
 
 /*
  * The lines, built straight into the output: the line being built is the output's tail from
- * m_lineStart on. The capacity is the store's line buffer's, as the store would grow it.
+ * m_lineStart on. The output string is grown ahead and written through a pointer; its bytes
+ * behind m_end are not part of the text until Finish cuts them off. The capacity is the store's
+ * line buffer's, as the store would grow it.
  */
 class Lines {
 public:
     Lines(CZVEnvData* store, std::string* out)
         : m_store(store),
           m_out(out),
-          m_lineStart(out->size()),
+          m_end(out->size()),
+          m_lineStart(m_end),
           m_capacity(store->m_dwLineBufferSize) {
         if (store->m_pszLineBuffer != nullptr && store->m_dwLineLength != 0) {
-            out->append(store->m_pszLineBuffer, store->m_dwLineLength);
+            Put(store->m_pszLineBuffer, store->m_dwLineLength);
         }
     }
 
-    /* The store's line buffer as the writer leaves it: empty, at the capacity it grew to. */
-    void Commit() {
+    /* The output cut to the text; the store's line buffer as the writer leaves it: empty, at
+     * the capacity it grew to. */
+    void Finish() {
+        m_out->resize(m_end);
         if (m_capacity > m_store->m_dwLineBufferSize) {
             m_store->m_dwLineLength = 0;
             m_store->CZVEnvData::ReserveLineBuffer(m_capacity);
@@ -83,9 +88,9 @@ public:
 
     /* Ends the line with CR LF, unless it is empty. */
     void Flush() {
-        if (m_out->size() != m_lineStart) {
-            m_out->append("\r\n", 2);
-            m_lineStart = m_out->size();
+        if (m_end != m_lineStart) {
+            Put("\r\n", 2);
+            m_lineStart = m_end;
         }
     }
 
@@ -93,28 +98,68 @@ public:
      * free room less one byte. */
     void Text(int column, const char* a, size_t la, const char* b = "", size_t lb = 0,
               const char* c = "", size_t lc = 0, const char* d = "", size_t ld = 0) {
-        if (column >= 0) {
-            Position(static_cast<unsigned int>(column));
-        }
-        Reserve(kReserve);
-        size_t room = m_capacity - LineLength() - 1;
-        const char* parts[] = {a, b, c, d};
-        const size_t lengths[] = {la, lb, lc, ld};
-        for (int i = 0; i < 4 && room != 0; ++i) {
-            size_t n = lengths[i] < room ? lengths[i] : room;
-            m_out->append(parts[i], n);
-            room -= n;
+        size_t room = Start(column);
+        PutCut(a, la, &room);
+        PutCut(b, lb, &room);
+        PutCut(c, lc, &room);
+        PutCut(d, ld, &room);
+    }
+
+    /* Text with a last piece: the n bytes at text escaped, then a closing double quote. */
+    void TextEscaped(int column, const char* a, size_t la, const char* b, size_t lb, const char* c,
+                     size_t lc, const char* text, size_t n) {
+        size_t room = Start(column);
+        PutCut(a, la, &room);
+        PutCut(b, lb, &room);
+        PutCut(c, lc, &room);
+        if (room != 0) {
+            char* at = Room(4 * n + 1); /* an escaped byte takes at most four */
+            size_t escaped = EscapedLength(text, n);
+            EscapeTo(text, n, at);
+            at[escaped] = '"';
+            m_end += escaped + 1 < room ? escaped + 1 : room;
         }
     }
 
 private:
-    size_t LineLength() const { return m_out->size() - m_lineStart; }
+    size_t LineLength() const { return m_end - m_lineStart; }
+
+    /* Room for n more bytes at m_end. */
+    char* Room(size_t n) {
+        if (m_out->size() - m_end < n) {
+            size_t grown = m_out->size() * 2;
+            grown = grown > m_end + n + kGranule ? grown : m_end + n + kGranule;
+            m_out->resize(grown > m_out->capacity() ? grown : m_out->capacity());
+        }
+        return &(*m_out)[0] + m_end;
+    }
+
+    void Put(const char* bytes, size_t n) {
+        memcpy(Room(n), bytes, n);
+        m_end += n;
+    }
+
+    void PutCut(const char* bytes, size_t n, size_t* room) {
+        n = n < *room ? n : *room;
+        Put(bytes, n);
+        *room -= n;
+    }
+
+    /* Positions the line and reserves room for a piece of text; gives the bytes it may take. */
+    size_t Start(int column) {
+        if (column >= 0) {
+            Position(static_cast<unsigned int>(column));
+        }
+        Reserve(kReserve);
+        return m_capacity - LineLength() - 1;
+    }
 
     /* The visual column behind the line: a tab goes to the next multiple of 4. */
     unsigned int Visual() const {
+        const char* line = m_out->data() + m_lineStart;
         unsigned int visual = 0;
-        for (size_t i = m_lineStart; i < m_out->size(); ++i) {
-            visual = (*m_out)[i] == '\t' ? (visual + kTabWidth) & ~(kTabWidth - 1u) : visual + 1;
+        for (size_t i = 0; i < LineLength(); ++i) {
+            visual = line[i] == '\t' ? (visual + kTabWidth) & ~(kTabWidth - 1u) : visual + 1;
         }
         return visual;
     }
@@ -134,8 +179,10 @@ private:
             blanks = column - at;
         }
         Reserve(tabs + blanks + kReserve);
-        m_out->append(tabs, '\t');
-        m_out->append(blanks, ' ');
+        char* p = Room(tabs + blanks);
+        memset(p, '\t', tabs);
+        memset(p + tabs, ' ', blanks);
+        m_end += tabs + blanks;
     }
 
     void Reserve(unsigned int extra) {
@@ -147,6 +194,7 @@ private:
 
     CZVEnvData* m_store;
     std::string* m_out;
+    size_t m_end;
     size_t m_lineStart;
     unsigned int m_capacity;
 };
@@ -268,33 +316,35 @@ private:
         return 1;
     }
 
+    /*
+     * "%-.14G" as printf writes it in the "C" locale: to_chars in the general format with 14
+     * digits gives printf's "%.14g" exactly, and the letters (exponent, INF, NAN) go upper case.
+     */
     int Real(unsigned int item) {
         double value;
         memcpy(&value, Value(item), sizeof value);
         m_lines->Flush();
         char text[64];
-        int n;
-        {
-            CLocaleScope c;
-            n = snprintf(text, sizeof text, "=%-.14G", value);
-        }
-        if (n < 0) {
+        text[0] = '=';
+        std::to_chars_result r =
+            std::to_chars(text + 1, text + sizeof text, value, std::chars_format::general, 14);
+        if (r.ec != std::errc()) {
             return 0;
         }
-        Key("r", item, text, static_cast<size_t>(n) < sizeof text ? n : sizeof text - 1);
+        for (char* p = text + 1; p != r.ptr; ++p) {
+            if (*p >= 'a' && *p <= 'z') {
+                *p = static_cast<char>(*p - 'a' + 'A');
+            }
+        }
+        Key("r", item, text, static_cast<size_t>(r.ptr - text));
         return 1;
     }
 
     int String(unsigned int item) {
         m_lines->Flush();
         const char* text = reinterpret_cast<const char*>(Value(item));
-        size_t length = strlen(text);
-        m_scratch.resize(EscapedLength(text, length) + 1);
-        EscapeTo(text, length, &m_scratch[0]);
-        m_scratch.back() = '"';
         const char* name = Name(item);
-        m_lines->Text(Indent(), "s", 1, name, strlen(name), "=\"", 2, m_scratch.data(),
-                      m_scratch.size());
+        m_lines->TextEscaped(Indent(), "s", 1, name, strlen(name), "=\"", 2, text, strlen(text));
         return 1;
     }
 
@@ -342,7 +392,6 @@ private:
     CZVEnvData* m_store;
     Lines* m_lines;
     int m_depth;
-    std::string m_scratch;
 };
 
 }  // namespace
@@ -361,7 +410,7 @@ int WriteTextBody(CZVEnvData* store, std::string* out) {
         }
     }
     lines.Flush();
-    lines.Commit();
+    lines.Finish();
     return all;
 }
 

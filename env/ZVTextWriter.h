@@ -5,7 +5,7 @@
  * It gives the very bytes the store's own writer (PrintItem through the line buffer) gives: the
  * same lines, the same positioning, and the same cut of a line at the line buffer's free room,
  * whose capacity it follows as the writer grows it and leaves as the writer would. It formats
- * numbers itself instead of through printf (reals still go through it, in the "C" locale).
+ * numbers itself instead of through printf, reals with to_chars, which gives printf's digits.
  * Internal to the library.
  */
 #ifndef ZVTEXTWRITER_H

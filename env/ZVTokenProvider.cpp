@@ -14,10 +14,9 @@
 #include <stdint.h>
 #include <string.h>
 
-#include <typeinfo>
-
 #include "TarnString.h"
 #include "ZVEscape.h"
+#include "ZVExactType.h"
 
 namespace {
 
@@ -119,6 +118,13 @@ struct ByteSink {
         }
         ++length;
     }
+
+    void PutRun(const unsigned char* bytes, size_t n) {
+        if (out != NULL) {
+            memcpy(out + length, bytes, n);
+        }
+        length += n;
+    }
 };
 
 /* Index of an escape letter in kEscapeLetters, or -1. */
@@ -193,10 +199,34 @@ bool IsPlainByte(unsigned char c) {
     return (c >= 0x20 && c <= 0x7E) || (c >= 0xA1 && c <= 0xDF);
 }
 
+/* Bytes that escaping copies as they are: the plain ones but the quotes and the backslash. None
+ * of them starts a Shift-JIS pair. */
+struct CopiedBytes {
+    bool copied[256];
+    constexpr CopiedBytes() : copied() {
+        for (int c = 0x20; c <= 0x7E; ++c) {
+            copied[c] = c != '\'' && c != '"' && c != '\\';
+        }
+        for (int c = 0xA1; c <= 0xDF; ++c) {
+            copied[c] = true;
+        }
+    }
+};
+constexpr CopiedBytes kCopiedBytes;
+
 /* The text escaped into sink so that Unescape gives it back. */
 void Escape(const unsigned char* in, size_t n, ByteSink* sink) {
     size_t i = 0;
     while (i < n) {
+        size_t run = i;
+        while (run < n && kCopiedBytes.copied[in[run]]) {
+            ++run;
+        }
+        if (run != i) {
+            sink->PutRun(in + i, run - i);
+            i = run;
+            continue;
+        }
         unsigned char c = in[i];
         if (IsShiftJisPair(in, i, n)) {
             sink->Put(c);
@@ -543,7 +573,7 @@ int CZVTokenProvider::GetToken(ZV_TOKEN_tag* token) {
 
     const char* text = m_pData + m_nCurPos;
     const int remaining = static_cast<int>(m_dwDataLength - static_cast<unsigned int>(m_nCurPos));
-    int count = typeid(*this) == typeid(CZVTokenProvider)
+    int count = zvenv::IsExactly<CZVTokenProvider>(*this)
                     ? MatchByFirstByte(this, text, remaining, token)
                     : MatchInOrder(this, text, remaining, token);
     if (count < 0) {
@@ -829,7 +859,7 @@ int CZVTokenProvider::MatchNumber(const char* text, int n, ZV_TOKEN_tag* token) 
     if (first != '-' && first != '+' && first != '.' && !IsDigit(first)) {
         return 0;
     }
-    if (typeid(*this) == typeid(CZVTokenProvider)) {
+    if (zvenv::IsExactly<CZVTokenProvider>(*this)) {
         return MatchOwnNumber(this, text, n, token);
     }
     int count = MatchHex(text, n, token);

@@ -10,7 +10,8 @@ flavours=("$@")
 
 # Debian packages the build needs beyond the machine's toolchain.
 source scripts/need-packages.sh
-need_packages cmake ninja-build g++ pkg-config libgtest-dev g++-multilib qemu-user abigail-tools
+need_packages cmake ninja-build g++ pkg-config libgtest-dev g++-multilib qemu-user abigail-tools \
+    libcli11-dev nlohmann-json3-dev dpkg-dev binutils
 
 mkdir -p build
 failed=()

@@ -196,6 +196,80 @@ TEST_F(ZVLoadPathsTest, NamesGivenTwiceLoadAlikeBothWays) {
     Compare("a {\r\n\tnx = 1\r\n\tb {\r\n\t}\r\n\tnx = 5\r\n}\r\n", "key given twice, later");
 }
 
+TEST_F(ZVLoadPathsTest, NamesHashingAlikeLoadAlikeBothWays) {
+    // kgltfncz and kfghvadd hash alike (case folded); so do the key kjkknaqp and the directory
+    // kobpztag once keys and directories are told apart. The direct layout then walks the
+    // directory's items, past every kind of item, to tell a name given twice from a likeness.
+    const std::string items =
+        "# note\r\nbflag = true\r\nbnope = false\r\nrratio = 1.5\r\n"
+        "stext = 'abc'\r\ncblob = 2 { 1 2 }\r\nnhex = 0x1F\r\n"
+        "sub {\r\n\tnkfghvadd = 2\r\n}\r\n";
+    Compare(items + "nkgltfncz = 1\r\nskfghvadd = 'b'\r\n", "two names hashing alike");
+    Compare("nkgltfncz = 1\r\n" + items + "rkfghvadd = 1.5\r\nnKGLTFNCZ = 3\r\n",
+            "names hashing alike, then one given twice");
+    Compare("d {\r\n" + items + "nkjkknaqp = 1\r\nkobpztag {\r\n\tnx = 1\r\n}\r\n}\r\n",
+            "a key and a directory hashing alike");
+    Compare("kfghvadd {\r\n}\r\nkgltfncz {\r\n}\r\nKfghvadd {\r\n\tnx = 1\r\n}\r\n",
+            "directories hashing alike, one given twice");
+}
+
+TEST_F(ZVLoadPathsTest, NumbersLoadAlikeBothWays) {
+    // Both sides of the 32-bit limits, decimals that turn into doubles, fractions of many
+    // digits, signs with and without blanks, every radix, exponents, blanks behind a number,
+    // and malformed numbers, as integer keys, real keys and bytes of a binary key.
+    const char* const numbers[] = {"0",
+                                   "-0",
+                                   "+7",
+                                   "- 5",
+                                   "-\t5",
+                                   "00012",
+                                   "2147483647",
+                                   "2147483648",
+                                   "-2147483648",
+                                   "-2147483649",
+                                   "4294967295",
+                                   "4294967296",
+                                   "99999999999",
+                                   "12345678901234567890.5",
+                                   "1.5",
+                                   "-1.5",
+                                   "1.5   ",
+                                   "1.5 \t ",
+                                   ".5",
+                                   "-.5",
+                                   "1.",
+                                   ".",
+                                   "-",
+                                   "0.000000000000000000001",
+                                   "3.14159265358979323846264338327950288",
+                                   "1.5e3",
+                                   "1.5 e3",
+                                   "1.5 E -3",
+                                   "15 e 2",
+                                   "0x1F",
+                                   "0X1f",
+                                   "0xFFFFFFFF",
+                                   "0x100000000",
+                                   "0x",
+                                   "0xG",
+                                   "-0x10",
+                                   "0o17",
+                                   "0b101",
+                                   "0B2",
+                                   "1x",
+                                   "7abc"};
+    for (const char* number : numbers) {
+        const std::string n = number;
+        Compare("na = " + n + "\r\n", "integer " + n);
+        Compare("rb = " + n + "\r\n", "real " + n);
+        Compare("cc = 3 { " + n + " 1 " + n + " }\r\n", "bytes " + n);
+        Compare("na = " + n, "integer at the end " + n);
+        if (HasFatalFailure()) {
+            return;
+        }
+    }
+}
+
 TEST_F(ZVLoadPathsTest, NestingLimitLoadsAlikeBothWays) {
     for (int depth = 14; depth <= 18; ++depth) {
         std::string body;

@@ -7,9 +7,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cfloat>
+#include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 #include <random>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -215,6 +220,96 @@ TEST_F(ZVSavePathsTest, LineLeftInTheBufferIsWrittenFirstBothWays) {
         ASSERT_EQ(1, store->SetLineBuffer(3, "%s", "left over"));
     }
     CompareSaves("a line left in the buffer");
+}
+
+TEST_F(ZVSavePathsTest, RealsAreWrittenAlikeBothWays) {
+    // Fourteen significant digits, the exponent form from 1E+14 and below 1E-04, rounding at
+    // the last digit, the extremes, infinities and not-a-numbers of both signs, and random bit
+    // patterns.
+    std::vector<double> values = {0.0,
+                                  -0.0,
+                                  1.0,
+                                  -1.5,
+                                  0.1,
+                                  1.0 / 3,
+                                  2.0 / 3,
+                                  99999999999999.0,
+                                  99999999999999.5,
+                                  100000000000000.0,
+                                  123456789012345.6,
+                                  0.0001,
+                                  0.00009999999999999995,
+                                  0.000099999999999999,
+                                  1e-5,
+                                  0.5e-14,
+                                  1.00000000000005,
+                                  1.00000000000015,
+                                  1.00000000000025,
+                                  DBL_MAX,
+                                  -DBL_MAX,
+                                  DBL_MIN,
+                                  std::numeric_limits<double>::denorm_min(),
+                                  4.9406564584124654e-324,
+                                  1e308,
+                                  1e-308,
+                                  std::numeric_limits<double>::infinity(),
+                                  -std::numeric_limits<double>::infinity(),
+                                  std::numeric_limits<double>::quiet_NaN(),
+                                  -std::numeric_limits<double>::quiet_NaN()};
+    std::mt19937_64 bits(99u);
+    for (int i = 0; i < 3000; ++i) {
+        uint64_t pattern = bits();
+        double value;
+        std::memcpy(&value, &pattern, sizeof value);
+        values.push_back(value);
+        values.push_back(static_cast<double>(static_cast<int64_t>(pattern >> 20)) /
+                         static_cast<double>(1u << (pattern % 30)));
+    }
+    for (size_t i = 0; i < values.size(); ++i) {
+        const std::string name = "r" + std::to_string(i);
+        ASSERT_NE(0u, m_once.SetDouble(0, name.c_str(), -1, values[i]));
+        ASSERT_NE(0u, m_items.SetDouble(0, name.c_str(), -1, values[i]));
+    }
+    CompareSaves("reals");
+    std::string text = zvtest::ReadFile(m_dir.File("once.env"));
+    EXPECT_NE(std::string::npos, text.find("rr1=-0\r\n"));
+    EXPECT_NE(std::string::npos, text.find("rr5=0.33333333333333\r\n"));
+    EXPECT_NE(std::string::npos, text.find("rr9=1E+14\r\n"));
+    EXPECT_NE(std::string::npos, text.find("rr14=1E-05\r\n"));
+    EXPECT_NE(std::string::npos, text.find("rr19=1.7976931348623E+308\r\n"));
+    EXPECT_NE(std::string::npos, text.find("rr26=INF\r\n"));
+    EXPECT_NE(std::string::npos, text.find("rr27=-INF\r\n"));
+    EXPECT_NE(std::string::npos, text.find("rr28=NAN\r\n"));
+    EXPECT_NE(std::string::npos, text.find("rr29=-NAN\r\n"));
+}
+
+TEST_F(ZVSavePathsTest, StringsOfEveryByteAreWrittenAlikeBothWays) {
+    // Every byte value alone, Shift-JIS pairs whole and broken, and long runs of plain bytes
+    // around the bytes that are escaped.
+    for (int c = 1; c < 256; ++c) {
+        const std::string name = "b" + std::to_string(c);
+        const std::string value = std::string("x") + static_cast<char>(c) + "y";
+        ASSERT_NE(0u, m_once.SetString(0, name.c_str(), -1, value.c_str(), -1));
+        ASSERT_NE(0u, m_items.SetString(0, name.c_str(), -1, value.c_str(), -1));
+    }
+    const char* const texts[] = {"\x82\xA0\x82", "\x82",
+                                 "ab\x9F"
+                                 "@cd",
+                                 "\xE0\x7F",
+                                 "plain text with 'quotes' and \"double\" and \\ \t\r\n end"};
+    int i = 0;
+    for (const char* text : texts) {
+        std::string value = std::string(300, 'p') + text + std::string(40, 'q') + text;
+        const std::string name = "t" + std::to_string(i++);
+        ASSERT_NE(0u, m_once.SetString(0, name.c_str(), -1, value.c_str(), -1));
+        ASSERT_NE(0u, m_items.SetString(0, name.c_str(), -1, value.c_str(), -1));
+    }
+    CompareSaves("strings");
+    std::string text = zvtest::ReadFile(m_dir.File("once.env"));
+    EXPECT_NE(std::string::npos, text.find("sb7=\"x\\ay\"\r\n"));
+    EXPECT_NE(std::string::npos, text.find("sb39=\"x\\'y\"\r\n"));
+    EXPECT_NE(std::string::npos, text.find("sb127=\"x\\x7Fy\"\r\n"));
+    EXPECT_NE(std::string::npos, text.find("sb161=\"x\xA1y\"\r\n"));
 }
 
 }  // namespace
