@@ -1,10 +1,13 @@
 #include "SafeSaveCheck.h"
 
 #include <dirent.h>
+#include <errno.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+
+#include <gtest/gtest.h>
 
 #include "TestSupport.h"
 #include "ZVCmnFileHdr.h"
@@ -27,17 +30,24 @@ bool IsTemporaryOf(const std::string& entry, const std::string& name) {
 
 }  // namespace
 
+// readdir64 on purpose: the i386 build's readdir() stops with EOVERFLOW where the file system
+// hands out 64-bit directory offsets (as it does to i386 programs run under an emulator), and
+// the folder would look empty. This file cannot be built with 64-bit file offsets as a whole:
+// Status() hands out the header's struct stat.
 std::vector<std::string> FolderEntries(const std::string& folder) {
     std::vector<std::string> names;
     DIR* dir = opendir(folder.c_str());
     if (dir == nullptr) {
+        ADD_FAILURE() << "cannot list " << folder;
         return names;
     }
-    while (struct dirent* entry = readdir(dir)) {
+    errno = 0;
+    while (struct dirent64* entry = readdir64(dir)) {
         if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
             names.push_back(entry->d_name);
         }
     }
+    EXPECT_EQ(0, errno) << "listing " << folder << " stopped early";
     closedir(dir);
     std::sort(names.begin(), names.end());
     return names;
