@@ -22,6 +22,7 @@
 #include "ZVCmnFileHdr.h"
 #include "ZVEnvItem.h"
 #include "ZVExactType.h"
+#include "ZVFileReplace.h"
 #include "ZVTextFormat.h"
 #include "ZVTextWriter.h"
 #include "ZVTokenProvider.h"
@@ -361,7 +362,10 @@ int CZVEnvData::PrintItem(unsigned int item, FILE* file) {
 /*
  * Writes the header line, the body in the store's format, and then has the file's header line
  * brought up to date (size, checksum, time, address), which also refreshes the store's header
- * record. The store must be locked. A failed save may leave a partly written file.
+ * record. The store must be locked. The file is written beside the target and replaces it only
+ * when complete and stamped, so a failed or interrupted save leaves the target as it was; where
+ * that cannot be done it is written in place (FileReplace), and a failed save may then leave a
+ * partly written file.
  */
 int CZVEnvData::Save(const char* path) {
     if (path == nullptr || m_pData == nullptr || m_dwDataSize <= ZVED_ROOT_DIR) {
@@ -376,7 +380,8 @@ int CZVEnvData::Save(const char* path) {
     if (lineLength < 0) {
         return 0;
     }
-    FILE* file = fopen(path, "w+b");
+    FileReplace replace;
+    FILE* file = replace.Begin(path);
     if (file == nullptr) {
         return 0;
     }
@@ -401,7 +406,8 @@ int CZVEnvData::Save(const char* path) {
                 }
             }
             if (!FlushLineBuffer(file)) {
-                /* Kept as it always was: this failure returns without closing the file. */
+                /* Kept as it always was: this failure returns without closing the file (a
+                 * temporary file is removed all the same). */
                 return 0;
             }
         }
@@ -415,12 +421,13 @@ int CZVEnvData::Save(const char* path) {
         fclose(file);
         return 0;
     }
-    fclose(file);
+    replace.Close(file);
     /* Only a stamped header goes into the store: a stamp that failed leaves the record reset
-     * (type "NONE", no version), and a store tagged so could never be saved again. */
-    if (!ZVCFGetAndUpdateCommonFileHeaderA(path, &header)) {
+     * (type "NONE", no version), and a store tagged so could never be saved again. The
+     * temporary file of a failed stamp is removed with the replace, the target untouched. */
+    if (!ZVCFGetAndUpdateCommonFileHeaderA(replace.WrittenPath(), &header)) {
         return 0;
     }
     memcpy(m_pData, &header, sizeof header);
-    return 1;
+    return replace.Commit() ? 1 : 0;
 }
