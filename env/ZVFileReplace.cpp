@@ -195,12 +195,15 @@ FILE* FileReplace::Begin(const char* path) {
     int streamFd = dup(m_fd);
     FILE* stream = streamFd >= 0 ? fdopen(streamFd, "w+b") : nullptr;
     if (stream == nullptr) {
+        /* The temporary file is there but no stream could be made for it (no memory, no
+         * descriptor left): the save fails with that code rather than give up the replace. */
+        int error = errno;
         if (streamFd >= 0) {
             close(streamFd);
         }
         Abandon();
-        errno = saved;
-        return WriteInPlace();
+        errno = error;
+        return nullptr;
     }
     errno = saved;
     return stream;

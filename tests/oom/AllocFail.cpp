@@ -21,6 +21,7 @@ void __real_free(void* block);
 char* __real_strdup(const char* text);
 char* __real_strndup(const char* text, size_t size);
 FILE* __real_fopen(const char* path, const char* mode);
+FILE* __real_fdopen(int fd, const char* mode);
 int __real_fclose(FILE* file);
 }
 
@@ -113,9 +114,14 @@ char* __wrap_strndup(const char* text, size_t size) {
     return Refuse() ? nullptr : Counted(__real_strndup(text, size));
 }
 
-// A stream is an allocation of its own (the system library allocates it inside fopen).
+// A stream is an allocation of its own (the system library allocates it inside fopen and
+// fdopen).
 FILE* __wrap_fopen(const char* path, const char* mode) {
     return Refuse() ? nullptr : Counted(__real_fopen(path, mode));
+}
+
+FILE* __wrap_fdopen(int fd, const char* mode) {
+    return Refuse() ? nullptr : Counted(__real_fdopen(fd, mode));
 }
 
 int __wrap_fclose(FILE* file) {
