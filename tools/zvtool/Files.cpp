@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
 #include <iterator>
 #include <sys/stat.h>
@@ -19,6 +20,20 @@ namespace {
 
 std::string SystemReason() {
     return std::strerror(errno);
+}
+
+// Writes what the system holds of path to the disk (a file's bytes, a folder's entries), so
+// that a power cut after the rename finds the new file whole. Returns false with errno.
+bool SyncPath(const std::string& path) {
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    bool synced = fsync(fd) == 0;
+    int saved = errno;
+    close(fd);
+    errno = saved;
+    return synced;
 }
 
 }  // namespace
@@ -105,10 +120,15 @@ void Replacement::Commit() {
         umask(mask);
         mode = 0666 & ~mask;
     }
-    if (chmod(m_path.c_str(), mode) != 0 || rename(m_path.c_str(), m_target.c_str()) != 0) {
+    // Synced while it still has the temporary file's own permissions, which let its owner read.
+    if (!SyncPath(m_path) || chmod(m_path.c_str(), mode) != 0 ||
+        rename(m_path.c_str(), m_target.c_str()) != 0) {
         throw Failure(m_name, SystemReason(), TARN_ERR_FLUSH_FILE);
     }
     m_committed = true;
+    // The file is in place once renamed; a folder that cannot be synced does not undo that.
+    size_t slash = m_target.find_last_of('/');
+    SyncPath(slash == std::string::npos ? "." : m_target.substr(0, slash + 1));
 }
 
 }  // namespace zvtool

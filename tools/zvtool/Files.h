@@ -31,8 +31,8 @@ public:
     // Where to write the new contents.
     const std::string& Path() const { return m_path; }
     // Gives the new file target's permissions and, where allowed, its owner (or the usual
-    // permissions for a new target) and renames it over target. Code 8 "Flush file failed." when
-    // that fails.
+    // permissions for a new target), syncs it, renames it over target and syncs the folder. Code 8
+    // "Flush file failed." when that fails.
     void Commit();
 
 private:
