@@ -19,6 +19,13 @@
 
 #include "TarnError.h"
 
+#if defined(ZV_TEST_COVERAGE)
+// The coverage runtime's own calls: a forked child starts its counts afresh and writes them out
+// before _exit, which skips the exit handlers that would otherwise write them.
+extern "C" void __gcov_reset(void);
+extern "C" void __gcov_dump(void);
+#endif
+
 namespace zvtest {
 
 namespace {
@@ -101,15 +108,26 @@ ChildResult RunUnprivileged(const std::function<int()>& check) {
         return result;
     }
     if (pid == 0) {
+#if defined(ZV_TEST_COVERAGE)
+        __gcov_reset();
+#endif
         close(fds[0]);
         int report[3] = {0, 0, 0};  // ran, value, last error
-        bool dropped = geteuid() != 0 || (setgid(65534) == 0 && setuid(65534) == 0);
+        // Real and effective user 65534, so that file permissions apply; the saved user stays
+        // root only so that a coverage build can write its counts afterwards.
+        bool dropped = geteuid() != 0 || (setgid(65534) == 0 && setresuid(65534, 65534, 0) == 0);
         if (dropped) {
             report[0] = 1;
             report[1] = check();
             report[2] = static_cast<int>(TarnGetLastError());
         }
         ssize_t written = write(fds[1], report, sizeof report);
+#if defined(ZV_TEST_COVERAGE)
+        // The count files belong to root.
+        if (seteuid(0) == 0 || geteuid() != 0) {
+            __gcov_dump();
+        }
+#endif
         _exit(written == static_cast<ssize_t>(sizeof report) ? 0 : 1);
     }
     close(fds[1]);
