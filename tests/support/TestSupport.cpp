@@ -194,4 +194,9 @@ _SYSTEMTIME Pattern() {
     return st;
 }
 
+bool IsPattern(const _SYSTEMTIME& st) {
+    _SYSTEMTIME pattern = Pattern();
+    return memcmp(&st, &pattern, sizeof(st)) == 0;
+}
+
 }  // namespace zvtest
