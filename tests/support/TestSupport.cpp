@@ -34,6 +34,16 @@ int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
     return remove(path);
 }
 
+// Makes the process user and group 65534, so that file permissions apply to it.
+bool DropToNobody() {
+#if defined(ZV_TEST_COVERAGE)
+    // The saved user stays root, only so that the counts can be written before the child exits.
+    return setgid(65534) == 0 && setresuid(65534, 65534, 0) == 0;
+#else
+    return setgid(65534) == 0 && setuid(65534) == 0;
+#endif
+}
+
 }  // namespace
 
 TempDir::TempDir() {
@@ -113,9 +123,7 @@ ChildResult RunUnprivileged(const std::function<int()>& check) {
 #endif
         close(fds[0]);
         int report[3] = {0, 0, 0};  // ran, value, last error
-        // Real and effective user 65534, so that file permissions apply; the saved user stays
-        // root only so that a coverage build can write its counts afterwards.
-        bool dropped = geteuid() != 0 || (setgid(65534) == 0 && setresuid(65534, 65534, 0) == 0);
+        bool dropped = geteuid() != 0 || DropToNobody();
         if (dropped) {
             report[0] = 1;
             report[1] = check();
