@@ -146,8 +146,7 @@ int MakeRoomForHeader(CZVMapFile* map, unsigned int oldLength) {
         if (!map->Resize(kLineLength + body)) {
             return CloseWithError(map, TARN_ERR_RESIZE_FILE);
         }
-        // GCOVR_EXCL_START a file-backed mapping reopens only at its file's size or at 2 bytes,
-        // and 96 + body is more than the file holds
+        // GCOVR_EXCL_START the reopen takes only the file's size or 2 bytes; 96 + body is more
         unsigned char* bytes = static_cast<unsigned char*>(map->m_pAddress);
         memmove(bytes + kLineLength, bytes + oldLength, body);
         // GCOVR_EXCL_STOP
@@ -239,8 +238,7 @@ ZV_API int ZVCFUpdateCommonFileHeaderW(const wchar_t* path, ZV_COMMON_FILE_HEADE
     if (!MakeRoomForHeader(&map, oldLength)) {
         return 0;
     }
-    // GCOVR_EXCL_START the header writer fails only for a null record or buffer, or one shorter
-    // than the line, and the record is the caller's, checked, and the mapping holds the line
+    // GCOVR_EXCL_START the writer fails for null or short buffers only; this one holds 96 bytes
     if (!WriteHeader(&map, header)) {
         map.Close();
         return 0;
@@ -278,8 +276,7 @@ ZV_API int ZVCFGetAndUpdateCommonFileHeaderW(const wchar_t* path,
         map.Close();
         return 0;
     }
-    // GCOVR_EXCL_START the header writer fails only for a null record or buffer, or one shorter
-    // than the line, and the record is the caller's, checked, and the mapping holds the line
+    // GCOVR_EXCL_START the writer fails for null or short buffers only; this one holds 96 bytes
     if (!WriteHeader(&map, header)) {
         map.Close();
         return 0;

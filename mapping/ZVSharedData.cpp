@@ -151,8 +151,8 @@ int AttachData(CZVMapFile& data, const ZV_SHARED_DATA_HEADER_tag* header) {
  */
 int RefreshPrivateCopy(ZV_SHARED_DATA_HEADER_tag** copy, const ZV_SHARED_DATA_HEADER_tag* header) {
     uint32_t ctrlSize = header->dwCtrlSize;
-    // GCOVR_EXCL_START Open runs on a closed block only, which holds no copy: Close frees it, and
-    // a Close that stopped before that keeps the mutex, which makes the next Open fail earlier
+    // GCOVR_EXCL_START Open runs only on a closed block, and a closed block holds no copy.
+    // (Close frees it; a Close that stopped before that keeps the mutex, and Open fails earlier.)
     if (*copy != nullptr && (*copy)->dwCtrlSize >= ctrlSize) {
         memcpy(*copy, header, ctrlSize);
         return 1;
@@ -421,8 +421,8 @@ int CZVSharedData::SetSize(unsigned int size) {
         memcpy(temp.m_pAddress, m_DataMap.m_pAddress, keep);
         closed = m_DataMap.Close();
     }
-    // GCOVR_EXCL_START Close always returns 1, and the move into the closed data map, which has
-    // no mutex, cannot fail
+    // GCOVR_EXCL_START the close always returns 1; the move into the closed map cannot fail
+    // (the data map never has a mutex to close)
     if (closed == 0 || m_DataMap.CopyAndPerge(&temp) == 0) {
         temp.Close();
         return 0;

@@ -170,8 +170,8 @@ long ReadNumber(const char* cur) {
     if (v > INT32_MAX) {
         errno = ERANGE;
         v = INT32_MAX;
-        // GCOVR_EXCL_START the reader never reads a sign (its cursor stands on a digit or at the
-        // end), so the number is never negative
+        // GCOVR_EXCL_START the reader never reads a sign, so the number is never negative
+        // (its cursor stands on a digit or at the end)
     } else if (v < INT32_MIN) {
         errno = ERANGE;
         v = INT32_MIN;
