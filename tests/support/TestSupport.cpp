@@ -19,12 +19,29 @@
 
 #include "TarnError.h"
 
+#if defined(ZV_TEST_COVERAGE)
+// The coverage runtime's own calls: a forked child starts its counts afresh and writes them out
+// before _exit, which skips the exit handlers that would otherwise write them.
+extern "C" void __gcov_reset(void);
+extern "C" void __gcov_dump(void);
+#endif
+
 namespace zvtest {
 
 namespace {
 
 int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
     return remove(path);
+}
+
+// Makes the process user and group 65534, so that file permissions apply to it.
+bool DropToNobody() {
+#if defined(ZV_TEST_COVERAGE)
+    // The saved user stays root, only so that the counts can be written before the child exits.
+    return setgid(65534) == 0 && setresuid(65534, 65534, 0) == 0;
+#else
+    return setgid(65534) == 0 && setuid(65534) == 0;
+#endif
 }
 
 }  // namespace
@@ -101,15 +118,24 @@ ChildResult RunUnprivileged(const std::function<int()>& check) {
         return result;
     }
     if (pid == 0) {
+#if defined(ZV_TEST_COVERAGE)
+        __gcov_reset();
+#endif
         close(fds[0]);
         int report[3] = {0, 0, 0};  // ran, value, last error
-        bool dropped = geteuid() != 0 || (setgid(65534) == 0 && setuid(65534) == 0);
+        bool dropped = geteuid() != 0 || DropToNobody();
         if (dropped) {
             report[0] = 1;
             report[1] = check();
             report[2] = static_cast<int>(TarnGetLastError());
         }
         ssize_t written = write(fds[1], report, sizeof report);
+#if defined(ZV_TEST_COVERAGE)
+        // The count files belong to root.
+        if (seteuid(0) == 0 || geteuid() != 0) {
+            __gcov_dump();
+        }
+#endif
         _exit(written == static_cast<ssize_t>(sizeof report) ? 0 : 1);
     }
     close(fds[1]);
@@ -174,6 +200,11 @@ _SYSTEMTIME Pattern() {
     _SYSTEMTIME st;
     memset(&st, 0xAB, sizeof(st));
     return st;
+}
+
+bool IsPattern(const _SYSTEMTIME& st) {
+    _SYSTEMTIME pattern = Pattern();
+    return memcmp(&st, &pattern, sizeof(st)) == 0;
 }
 
 }  // namespace zvtest

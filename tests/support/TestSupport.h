@@ -84,6 +84,8 @@ _SYSTEMTIME Record(int year, int month, int day, int hour, int minute, int secon
 
 // A record with every byte 0xAB, to see which fields a call writes.
 _SYSTEMTIME Pattern();
+// True while every byte of the record is still Pattern()'s.
+bool IsPattern(const _SYSTEMTIME& st);
 
 }  // namespace zvtest
 
