@@ -12,6 +12,13 @@ namespace {
 
 const int kMostLevels = 64;
 
+// A directory is walked into only where its name makes a path of its own: an empty name, or one
+// holding a path separator, leads back to a directory already on the way ("/" + "" + "/" is the
+// root again), and a damaged file with two such names would double the walk at every level.
+bool LeadsSomewhereNew(const char* name) {
+    return name[0] != '\0' && strchr(name, '/') == nullptr && strchr(name, '\\') == nullptr;
+}
+
 // What the integer, boolean, string and binary getters give for a key path.
 std::string ReadEveryWay(ZVEV_HANDLE h, const char* path) {
     std::string value = "i" + std::to_string(ZVEVGetInteger(h, path, 0x7FFF0001));
@@ -33,7 +40,15 @@ std::string ReadEveryWay(ZVEV_HANDLE h, const char* path) {
     return value;
 }
 
-void Describe(ZVEV_HANDLE h, const std::string& dir, int level, std::vector<Entry>& out) {
+// Listings a walk makes at the most: directories of one name given twice lead to the same
+// directory twice, so a damaged file can make the number of paths grow with every level.
+const int kMostListings = 4096;
+
+void Describe(ZVEV_HANDLE h, const std::string& dir, int level, int& listings,
+              std::vector<Entry>& out) {
+    if (++listings > kMostListings) {
+        return;
+    }
     ZVEV_ENUM_LIST_tag* list = ZVEVEnumEntries(h, dir.c_str(), ZVEV_ENUM_DIRS | ZVEV_ENUM_KEYS);
     if (list == nullptr) {
         return;
@@ -47,8 +62,8 @@ void Describe(ZVEV_HANDLE h, const std::string& dir, int level, std::vector<Entr
             e.locked = ZVEVIsLocked(h, path);
             e.value = std::to_string(ZVEVCheckDirExist(h, path));
             out.push_back(e);
-            if (level < kMostLevels) {
-                Describe(h, e.path + "/", level + 1, out);
+            if (level < kMostLevels && LeadsSomewhereNew(list->Entries[i].pszName)) {
+                Describe(h, e.path + "/", level + 1, listings, out);
             }
             continue;
         }
@@ -75,7 +90,8 @@ bool SameTextReal(double a, double b) {
 
 std::vector<Entry> Tree(ZVEV_HANDLE h) {
     std::vector<Entry> entries;
-    Describe(h, "/", 0, entries);
+    int listings = 0;
+    Describe(h, "/", 0, listings, entries);
     return entries;
 }
 

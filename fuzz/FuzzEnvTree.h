@@ -20,7 +20,8 @@ struct Entry {
 };
 
 // Every entry a listing of the root shows, directories depth first in storage order (64 levels
-// at the most), each key read with every getter. Entries whose names do not resolve as paths
+// and 4096 listings at the most; a directory whose name makes no path of its own is not walked
+// into), each key read with every getter. Entries whose names do not resolve as paths
 // are kept with whatever the getters gave.
 std::vector<Entry> Tree(ZVEV_HANDLE h);
 
