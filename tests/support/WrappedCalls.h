@@ -39,6 +39,9 @@ extern MmapControl g_mmap;
 // OS_SystemTimeToFileTime: a failing call returns 0 and writes nothing.
 extern CallFault g_systemTimeToFileTimeFault;
 
+// OS_GetFullPathName: a failing call returns 0 and writes nothing.
+extern CallFault g_getFullPathNameFault;
+
 // OS_FileTimeToLocalFileTime and OS_LocalFileTimeToFileTime: while on, they answer as a platform
 // that keeps local time offset seconds east of UTC (local = UTC + offset) and return 1, instead
 // of the library's refusal.
