@@ -94,7 +94,13 @@ int ZVEVClose(ZVEV_HANDLE handle) {
     if (file == nullptr) {
         return 0;
     }
-    zvenv::UnregisterHandle(handle);
+    // Only the caller that takes the handle out of the table closes it: of two threads closing
+    // one handle at once, the later finds it gone and is told the handle is not live, instead
+    // of closing and freeing the object a second time.
+    if (!zvenv::UnregisterHandle(handle)) {
+        TarnSetLastError(TARN_ERR_INVALID_HANDLE);
+        return 0;
+    }
     int closed = file->Close();
     DropFileObject(file);
     return Fold(closed);
