@@ -42,21 +42,21 @@ Raw Pointer(const void* pointer);
 // Everything the calls of one run work with. Fixtures fill in what their calls need.
 struct Scene {
     zvtest::TempDir dir;
-    std::string file;                  // the file the call works on
-    std::wstring wideFile;             // the same path, wide
-    std::string other;                 // a second file (a target to save to)
-    ZVEV_HANDLE handle = nullptr;      // an open environment file
-    char text[256] = {0};              // a caller's narrow buffer
-    wchar_t wide[128] = {0};           // a caller's wide buffer
-    unsigned char bytes[64] = {0};     // a caller's byte buffer
-    long time = 0;                     // a caller's time value
-    unsigned short id = 0;             // a caller's record id
-    int count = 0;                     // a caller's count
-    ZV_COMMON_FILE_HEADER_tag header;  // a caller's header record
-    WUID wuid;                         // a caller's WUID
-    FILEINFO_tag info;                 // a caller's file information
-    ERRHIST_tag records[8];            // a caller's records
-    CZVMapFile map;                    // a mapping object of the caller's
+    std::string file;                    // the file the call works on
+    std::wstring wideFile;               // the same path, wide
+    std::string other;                   // a second file (a target to save to)
+    ZVEV_HANDLE handle = nullptr;        // an open environment file
+    char text[256] = {0};                // a caller's narrow buffer
+    wchar_t wide[128] = {0};             // a caller's wide buffer
+    unsigned char bytes[64] = {0};       // a caller's byte buffer
+    long time = 0;                       // a caller's time value
+    unsigned short id = 0;               // a caller's record id
+    int count = 0;                       // a caller's count
+    ZV_COMMON_FILE_HEADER_tag header{};  // a caller's header record
+    WUID wuid{};                         // a caller's WUID
+    FILEINFO_tag info{};                 // a caller's file information
+    ERRHIST_tag records[8]{};            // a caller's records
+    CZVMapFile map;                      // a mapping object of the caller's
 };
 
 // A call's result as it reads after the call: whether it is the call's failure result, and
