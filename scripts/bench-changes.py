@@ -58,14 +58,7 @@ def main():
     if not args.doc:
         sys.stdout.write(generated)
         return
-    with open(args.doc) as f:
-        doc = f.read()
-    start, end = doc.find(BEGIN), doc.find(END)
-    if start < 0 or end < 0:
-        sys.exit(f"{args.doc}: no changes markers")
-    doc = doc[:start + len(BEGIN)] + "\n" + generated + doc[end:]
-    with open(args.doc, "w") as f:
-        f.write(doc)
+    report.replace_section(args.doc, BEGIN, END, generated)
 
 
 if __name__ == "__main__":

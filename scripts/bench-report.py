@@ -346,6 +346,18 @@ def write_plots(fig, plots_dir, data_dir):
         subprocess.run(["gnuplot"], input=script, text=True, check=True)
 
 
+def replace_section(path, begin, end, generated):
+    """Puts generated between the markers begin and end of the page at path; the rest stays."""
+    with open(path) as f:
+        doc = f.read()
+    start, stop = doc.find(begin), doc.find(end)
+    if start < 0 or stop < start:
+        sys.exit(f"{path}: the markers of the generated section are missing")
+    doc = doc[:start + len(begin)] + "\n" + generated + doc[stop:]
+    with open(path, "w") as f:
+        f.write(doc)
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("results")
@@ -379,14 +391,7 @@ def main():
     if not args.doc:
         sys.stdout.write(generated)
         return
-    with open(args.doc) as f:
-        doc = f.read()
-    start, end = doc.find(BEGIN), doc.find(END)
-    if start < 0 or end < start:
-        sys.exit(f"{args.doc}: the markers of the generated section are missing")
-    doc = doc[:start + len(BEGIN)] + "\n" + generated + doc[end:]
-    with open(args.doc, "w") as f:
-        f.write(doc)
+    replace_section(args.doc, BEGIN, END, generated)
 
 
 if __name__ == "__main__":
